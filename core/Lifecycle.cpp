@@ -1,0 +1,200 @@
+// How a StringBuffer comes into being, is copied, hands its storage on and ends.
+// Tested in tests/core/LifecycleTest.cpp.
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
+#include <new>
+
+#include "core/StringBuffer.h"
+#include "support/DataBuffer.h"
+#include "support/LogBase.h"
+#include "support/LogContextExitor.h"
+#include "support/dvMemory.h"
+
+// ---- Construction, assignment, destruction ----
+
+StringBuffer::StringBuffer() noexcept { m_inline[0] = '\0'; }
+
+StringBuffer::StringBuffer(const char* text) : StringBuffer() { append(text); }
+
+StringBuffer::StringBuffer(const StringBuffer& other) : StringBuffer() {
+  m_secure = other.m_secure;
+  append(other);
+}
+
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): append() refuses this very buffer.
+StringBuffer& StringBuffer::operator=(const StringBuffer& other) {
+  clear();
+  append(other);
+  return *this;
+}
+
+StringBuffer& StringBuffer::operator=(const char* text) {
+  append(text);
+  return *this;
+}
+
+StringBuffer::~StringBuffer() {
+  if (m_secure) wipeStorage();
+  delete[] m_heap;
+  dvStoreForGood(m_inline[0], '\0');
+  dvStoreForGood<unsigned char*>(m_heap, nullptr);
+  dvStoreForGood<char*>(m_data, nullptr);
+  dvStoreForGood(m_capacity, 0U);
+  dvStoreForGood(m_length, 0U);
+  dvStoreForGood(m_extendSize, 0U);
+  dvStoreForGood(m_magic, static_cast<unsigned char>(0));
+}
+
+// ---- Factories ----
+
+StringBuffer* StringBuffer::createNewSB() { return new (std::nothrow) StringBuffer; }
+
+StringBuffer* StringBuffer::createNewSB(const char* text) {
+  StringBuffer* const buffer = createNewSB();
+  if (buffer == nullptr || buffer->append(text)) return buffer;
+  deleteSb(buffer);
+  return nullptr;
+}
+
+StringBuffer* StringBuffer::createNewSB(const StringBuffer& other) {
+  StringBuffer* const buffer = createNewSB(0U);
+  if (buffer == nullptr) return nullptr;
+  if (!buffer->appendN(other.m_data, other.contentSize())) {
+    deleteSb(buffer);
+    return nullptr;
+  }
+  buffer->m_extendSize = kInitialExtendSize;
+  return buffer;
+}
+
+StringBuffer* StringBuffer::createNewSB(unsigned int extendSize) {
+  StringBuffer* const buffer = createNewSB();
+  if (buffer != nullptr) buffer->m_extendSize = extendSize;
+  return buffer;
+}
+
+void StringBuffer::deleteSb(StringBuffer* buffer) { deleteObject(buffer); }
+
+// ---- Copies out ----
+
+char* StringBuffer::createCopy() const {
+  const unsigned int n = contentSize();
+  char* const copy = dvNewChar(n + 1);
+  if (copy == nullptr) return nullptr;
+  std::memcpy(copy, m_data, n);
+  copy[n] = '\0';
+  return copy;
+}
+
+char* StringBuffer::copyString(unsigned int* outLength) const {
+  const unsigned int n = contentSize();
+  if (outLength != nullptr) *outLength = n;
+  char* const copy = dvNewChar(n + 1);
+  if (copy == nullptr) return nullptr;
+  const std::string_view held = text();
+  std::memcpy(copy, held.data(), held.size());
+  std::memset(copy + held.size(), 0, n + 1 - held.size());
+  return copy;
+}
+
+unsigned int StringBuffer::copyToBuffer(char* destination, unsigned int size) const {
+  if (destination == nullptr || size == 0) return 0;
+  const unsigned int n = std::min(contentSize(), size - 1);
+  // Up to n bytes, a NUL of the content included.
+  const std::size_t copied = std::min<std::size_t>(text().size() + 1, n);
+  std::memmove(destination, m_data, copied);
+  destination[n] = '\0';
+  return n;
+}
+
+// ---- Transfers ----
+
+unsigned char* StringBuffer::extractString(unsigned int* outLength) {
+  unsigned int length = 0;
+  unsigned int size = 0;
+  unsigned char* const block = extractString2(length, size);
+  if (outLength != nullptr) *outLength = length;
+  return block;
+}
+
+unsigned char* StringBuffer::extractString2(unsigned int& length, unsigned int& size) {
+  length = contentSize();
+  unsigned char* block = m_heap;
+  unsigned int blockSize = m_capacity;
+  if (block == nullptr) {
+    blockSize = contentSize() + 1;
+    block = dvNewUnsignedChar(blockSize);
+    if (block == nullptr) return nullptr;
+    std::memcpy(block, m_inline, blockSize - 1);
+    block[blockSize - 1] = '\0';
+  }
+  size = blockSize;
+  resetToInline();
+  return block;
+}
+
+void StringBuffer::takeSb(StringBuffer& source) {
+  clear();
+  const unsigned int length = source.contentSize();
+  m_extendSize = source.m_extendSize;
+  if (source.m_heap != nullptr) {
+    adoptBlock(source.m_heap, source.m_capacity, length);
+  } else {
+    std::memmove(m_inline, source.m_inline, length);
+    endAt(length);
+  }
+  source.resetToInline();
+}
+
+bool StringBuffer::takeFromDb(DataBuffer& source) {
+  clear();
+  if (!source.prepForSbTake()) return false;
+  if (source.getSize() < 2) return true;
+  adoptBlock(source.getData2(), source.getBufSize(), source.getSize() - 1);
+  source.dropData();
+  return true;
+}
+
+bool StringBuffer::append(const DataBuffer& data) {
+  return appendN(reinterpret_cast<const char*>(data.getData2()), data.getSize());
+}
+
+// ---- Memory ----
+
+void StringBuffer::minimizeMemoryUsage() {
+  if (m_heap == nullptr) return;
+  unsigned char* const oldBlock = m_heap;
+  const unsigned int oldCapacity = m_capacity;
+  const unsigned int length = contentSize();
+  if (length < kInlineSize) {
+    std::memcpy(m_inline, m_data, length);
+    m_heap = nullptr;
+    m_capacity = 0;
+    m_data = m_inline;
+  } else {
+    if (oldCapacity <= std::uint64_t{length} + 256) return;
+    unsigned char* const block = dvNewUnsignedChar(length + 1);
+    if (block == nullptr) return;
+    std::memcpy(block, m_data, length);
+    adoptBlock(block, length + 1, length);
+  }
+  endAt(length);
+  retireBlock(oldBlock, oldCapacity);
+}
+
+unsigned int StringBuffer::memoryUsage() const noexcept {
+  constexpr unsigned int kObjectSize = sizeof(StringBuffer);
+  constexpr unsigned int kMost = std::numeric_limits<unsigned int>::max();
+  return m_capacity > kMost - kObjectSize ? kMost : m_capacity + kObjectSize;
+}
+
+unsigned int StringBuffer::heapUsage() { return m_capacity; }
+
+void StringBuffer::logSbMemUsage(LogBase& log) const {
+  const LogContextExitor context(log, "sbMemUsage");
+  log.LogDataLong("bufSize", static_cast<long>(m_capacity));
+  log.LogDataLong("dataSize", static_cast<long>(m_length));
+  log.LogData("str", m_data);
+}

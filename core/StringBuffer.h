@@ -1,0 +1,529 @@
+#ifndef DORVANE_CORE_STRINGBUFFER_H
+#define DORVANE_CORE_STRINGBUFFER_H
+
+#include <cstddef>
+#include <cstring>
+#include <string_view>
+
+#include "support/NonRefCountedObj.h"
+
+class DataBuffer;
+class ExtPtrArraySb;
+class LogBase;
+
+namespace dorvane::internal {
+class ByteSet;
+}
+
+/// A byte string with an explicit 32-bit length and a terminating NUL: the text buffer of the
+/// library. It holds up to 81 bytes inside the object; longer content lives in one heap block
+/// that grows by a self-adjusting slack.
+///
+/// What holds for every member, unless its own comment says otherwise:
+///
+/// - **Bytes.** Lengths, positions and counts are in bytes. The content is 8-bit text in any
+///   encoding; only members that name an encoding interpret it.
+/// - **Texts.** A `const char*` argument is a NUL-terminated text; null means the empty text.
+///   Any argument may point into this very buffer: the result is as if it had been copied
+///   before anything changed.
+/// - **Embedded NULs.** "The text" of a buffer is its content up to its first NUL; "the
+///   content" is all getSize() bytes. Searches look at the text, byte operations at the
+///   content.
+/// - **Results.** `true` also means that there was nothing to do. A failure is an allocation
+///   that failed or a content that would exceed 4294967294 bytes; nothing throws, and what had
+///   been appended completely before the failure stays.
+/// - **Output parameters** of type StringBuffer& are appended to; those that are emptied first
+///   say so.
+/// - **Ownership.** Arrays handed out are the caller's, released with `delete[]`; buffers made
+///   by createNewSB() are released with deleteSb() or by the array that owns them.
+/// - **Secure buffers.** After setSecureBuf(true) the whole storage, heap block and inline
+///   array, is overwritten with zeros whenever it is released, cleared or destroyed, and so are
+///   the temporaries that the buffer's own members make. Deliberate: weakClear() and the first
+///   move from the inline array to the heap wipe nothing; the inline bytes go at the next
+///   release, clear or destruction.
+/// - **Threads.** A buffer is used by one thread at a time; nothing in it locks.
+///
+/// "Deliberate:" marks behaviour that looks odd and is relied upon.
+class StringBuffer : public NonRefCountedObj {
+ public:
+  /// @name Storage (core/Storage.cpp)
+  /// @{
+
+  /// The content, NUL-terminated; never null. Valid until the buffer is next changed.
+  const char* getString() const noexcept { return m_data; }
+
+  /// Length of the content in bytes, the terminating NUL not counted.
+  unsigned int getSize() const noexcept { return m_length; }
+
+  /// Address of the byte at `index`; the position of the terminating NUL counts. Null when
+  /// `index` lies beyond it.
+  char* pCharAt(unsigned int index) const noexcept;
+
+  /// True from construction to destruction, unless the object's memory was overwritten.
+  bool isValidObject() const noexcept { return m_magic == kMagic; }
+
+  /// Does nothing; kept for callers that still call it.
+  void checkValidity() const noexcept {}
+
+  /// Marks the buffer as secure or not; wipes nothing at this moment.
+  void setSecureBuf(bool secure) noexcept { m_secure = secure; }
+
+  /// The slack, in bytes, that the next heap allocation adds to what is needed: 202 at first
+  /// and after every clear, then half the capacity after each heap-to-heap growth, at most
+  /// 500000.
+  unsigned int getExtendSize() const noexcept { return m_extendSize; }
+
+  /// Sets the slack, without a bound; 0 makes the next allocation exact. A slack that does not
+  /// fit beside the content is left out of the allocation.
+  void setExtendSize(unsigned int extendSize) noexcept { m_extendSize = extendSize; }
+
+  /// True when the byte behind the content is not NUL, because a caller wrote there.
+  bool isNonTerminated() const noexcept;
+
+  /// Makes room for `n` more bytes and the NUL. False, with nothing changed, when the block
+  /// cannot be had or the object is no longer valid.
+  bool expectNumBytes(unsigned int n);
+
+  /// Appends `n` raw bytes, NULs included; null or 0 bytes do nothing. Deliberate: afterwards
+  /// all NULs at the end of the content, earlier ones too, are dropped from the length.
+  bool appendN(const char* bytes, unsigned int n);
+
+  /// Appends a text.
+  bool append(const char* text);
+
+  /// Appends the content of `other` as appendN() does. Deliberate: false, with nothing changed,
+  /// when `other` is this buffer or no longer alive.
+  bool append(const StringBuffer& other);
+
+  /// Replaces the content by a text, keeping the heap block for reuse. When the buffer cannot
+  /// grow it is left empty, with false.
+  bool setString(const char* text);
+
+  /// Replaces the content by that of `other` as appendN() appends it, keeping the heap block.
+  /// True, with nothing changed, when `other` is this buffer.
+  bool setString(const StringBuffer& other);
+
+  /// Empties the buffer, releases the heap block and resets the extend size to 202.
+  void clear();
+
+  /// Same as clear().
+  void strongClear();
+
+  /// As clear(), but wipes the storage whether or not the buffer is secure.
+  void secureClear();
+
+  /// Empties the buffer and resets the extend size to 202, but keeps the heap block for reuse.
+  /// Deliberate: wipes nothing, even when the buffer is secure.
+  void weakClear() noexcept;
+
+  /// Allocates a block of `size` bytes as the buffer itself does; null when memory is
+  /// exhausted. Released with `delete[]`.
+  static unsigned char* allocBuffer(unsigned int size);
+
+  /// Low-level: releases the heap block (wiped when secure) and returns to the inline array.
+  /// Deliberate: getSize() keeps its value and the inline bytes keep theirs (unless wiped); the
+  /// caller empties the buffer next. Until then the other members see at most the 81 bytes of
+  /// the inline array.
+  void releaseBuffer();
+
+  /// Removes up to `n` bytes from the end, overwriting each with NUL.
+  void shorten(unsigned int n) noexcept;
+
+  /// Cuts the content at `index`; nothing happens when `index` is not inside it. The bytes
+  /// behind the new end stay in the storage.
+  void chopAt(unsigned int index) noexcept;
+
+  /// Cuts the content back to `newLength` bytes, overwriting the removed ones with NUL; returns
+  /// the resulting length.
+  unsigned int rollback(unsigned int newLength) noexcept;
+
+  /// Removes `count` bytes at `start` and closes the gap; returns the resulting length. Nothing
+  /// changes when the range does not lie inside the content. Deliberate: a NUL behind the range
+  /// ends the content there.
+  unsigned int removeChunk(unsigned int start, unsigned int count) noexcept;
+
+  /// @}
+  /// @name Lifecycle, copies and transfers (core/Lifecycle.cpp)
+  /// @{
+
+  /// An empty buffer.
+  StringBuffer() noexcept;
+
+  /// A buffer that holds a text; empty when memory is exhausted. Implicit on purpose, so that
+  /// a text can stand where a buffer is expected.
+  StringBuffer(const char* text);  // NOLINT(google-explicit-constructor)
+
+  /// A copy of the content and of the secure flag; empty when `other` is no longer alive or
+  /// memory is exhausted.
+  StringBuffer(const StringBuffer& other);
+
+  /// Deliberate: appends the text, as append() does, instead of replacing the content.
+  StringBuffer& operator=(const char* text);
+
+  /// Clears this buffer as clear() does and appends the content of `other`. The secure flag is
+  /// not copied. Deliberate: assigning a buffer to itself empties it, and so does a buffer that
+  /// is no longer alive.
+  StringBuffer& operator=(const StringBuffer& other);
+
+  /// Releases the storage (wiped when secure) and marks the object as dead.
+  ~StringBuffer() override;
+
+  /// A new empty buffer, or null when memory is exhausted (as with all four factories).
+  static StringBuffer* createNewSB();
+
+  /// A new buffer that holds a text.
+  static StringBuffer* createNewSB(const char* text);
+
+  /// A new copy of the content of `other`; a heap block is exactly getSize() + 1 bytes large.
+  /// The secure flag is not copied.
+  static StringBuffer* createNewSB(const StringBuffer& other);
+
+  /// A new empty buffer with the given extend size.
+  static StringBuffer* createNewSB(unsigned int extendSize);
+
+  /// Destroys and frees a buffer made by createNewSB(); null does nothing.
+  static void deleteSb(StringBuffer* buffer);
+
+  /// A new array with the getSize() bytes of the content and a NUL; null when memory is
+  /// exhausted.
+  char* createCopy() const;
+
+  /// A new array of getSize() + 1 bytes with the text; the bytes behind the text are 0. Null
+  /// when memory is exhausted. The length of the content is stored in `*outLength`, also on
+  /// failure; `outLength` may be null.
+  char* copyString(unsigned int* outLength) const;
+
+  /// Copies the text, cut to `size` - 1 bytes, and a NUL behind it. Returns the smaller of
+  /// getSize() and `size` - 1, where a NUL stands too; bytes between the text's own NUL and
+  /// there keep their values. With a null destination or a size of 0 nothing is written and 0
+  /// returned.
+  unsigned int copyToBuffer(char* destination, unsigned int size) const;
+
+  /// Hands the storage to the caller and empties the buffer: the heap block itself, or a new
+  /// copy of the inline content. The length is stored in `*outLength`, which may be null. When
+  /// the copy cannot be allocated the result is null and the buffer unchanged. Deliberate:
+  /// nothing is wiped, even when the buffer is secure.
+  unsigned char* extractString(unsigned int* outLength);
+
+  /// As extractString(); also stores the size of the block. Deliberate: on failure `length` has
+  /// been stored and `size` has not.
+  unsigned char* extractString2(unsigned int& length, unsigned int& size);
+
+  /// Clears this buffer as clear() does, then moves the content, the heap block and the extend
+  /// size of `source` here and leaves `source` empty. Both secure flags stay. Deliberate: taking
+  /// from itself leaves the buffer empty.
+  void takeSb(StringBuffer& source);
+
+  /// Clears this buffer as clear() does, then adopts the block of `source` as the content,
+  /// leaving `source` empty. A source without a byte, or with a single NUL, is left alone. False
+  /// when the terminating NUL cannot be added to the source; this buffer is empty then.
+  bool takeFromDb(DataBuffer& source);
+
+  /// Appends the bytes of a data buffer as appendN() does.
+  bool append(const DataBuffer& data);
+
+  /// Gives unused heap storage back: content of up to 81 bytes moves inline, longer content into
+  /// a block of exact size when more than 256 bytes are saved. The extend size stays. When the
+  /// smaller block cannot be allocated nothing changes.
+  void minimizeMemoryUsage();
+
+  /// Size of the object plus the capacity of the heap block.
+  unsigned int memoryUsage() const noexcept;
+
+  /// Capacity of the heap block; 0 while the content is inline.
+  unsigned int heapUsage() override;
+
+  /// Records the context "sbMemUsage" with the values "bufSize" (capacity), "dataSize" (length)
+  /// and "str" (the text).
+  void logSbMemUsage(LogBase& log) const;
+
+  /// @}
+  /// @name Appending and formatting (text/Append.cpp)
+  /// @{
+
+  /// Appends the decimal form of `value`. (A `char` converts to int: use appendChar().)
+  bool append(int value);
+
+  /// Appends the decimal form of `value`.
+  bool append(unsigned int value);
+
+  /// Appends the decimal form of `value`.
+  bool appendInt64(long long value);
+
+  /// Appends the hexadecimal form of `value`. Widths 2, 4 and 8 print exactly that many digits,
+  /// of the low bits, with leading zeros; any other width prints the digits the value needs.
+  bool appendHex(unsigned int value, bool lowercase, unsigned int width);
+
+  /// Appends one byte. A NUL is counted in the length, unlike with appendN().
+  bool appendChar(char c);
+
+  /// Appends one byte, a NUL included.
+  bool appendUChar(unsigned char c);
+
+  /// Appends two bytes, NULs included.
+  bool appendChar2(char c1, char c2);
+
+  /// Appends three bytes, NULs included.
+  bool appendChar3(char c1, char c2, char c3);
+
+  /// Appends `count` copies of a byte, NULs included. Deliberate: a count above 12582912 appends
+  /// nothing, with true.
+  bool appendCharN(char c, unsigned int count);
+
+  /// Appends one line feed.
+  bool appendLineEnding();
+
+  /// Appends two texts in order. On failure the ones before stay appended.
+  bool append2(const char* first, const char* second);
+
+  /// Appends three texts in order. On failure the ones before stay appended.
+  bool append3(const char* first, const char* second, const char* third);
+
+  /// Appends a text; a needed allocation is exact. The extend size keeps its value.
+  bool appendMinSize(const char* text);
+
+  /// Appends the content of `other` as appendN() does; a needed allocation is exact, and the
+  /// extend size keeps its value. False when `other` is no longer alive. A buffer appended to
+  /// itself is doubled.
+  bool appendMinSize(const StringBuffer& other);
+
+  /// Appends `format` with its first "%s" replaced by `value`. Deliberate: a null value leaves
+  /// the "%s" standing, an empty one removes it.
+  bool append_s(const char* format, const char* value);
+
+  /// Appends `format` with its first "%d" replaced by the decimal form of `value`.
+  bool append_d(const char* format, int value);
+
+  /// Appends `name="value"`, with a backslash before each double quote of the value. Nothing
+  /// else is escaped.
+  bool appendNameValue(const char* name, const char* value);
+
+  /// Appends `name=value`, the value in decimal.
+  bool appendNameIntValue(const char* name, int value);
+
+  /// Appends the UTF-8 form of a UTF-16 text in little-endian byte order that ends with a 0
+  /// unit. The units may stand at an odd address. Ill-formed units become U+FFFD.
+  bool appendNullTerminatedUnicodeAsUtf8(const unsigned short* units);
+
+  /// Puts a text before the content. Linear in the content.
+  bool prepend(const char* text);
+
+  /// Inserts the content of `other` at `position`: at 0 its text (up to a NUL), at or behind the
+  /// end as append() does. Deliberate: when this buffer, or one that is no longer alive, is
+  /// inserted inside the content, the content is cut at `position` and the result is false. Also
+  /// deliberate: of the content behind `position` only the text, up to its first NUL, is kept.
+  bool insertAt(const StringBuffer& other, unsigned int position);
+
+  /// @}
+  /// @name Substring replacement (text/Replace.cpp)
+  ///
+  /// Matching is byte by byte on the text. Matches do not overlap, and replaced text is not
+  /// searched again. A null or empty `find` does nothing: false or 0. Linear in the text and
+  /// the result.
+  /// @{
+
+  /// Replaces the first match; true when there was one. Deliberate: a null replacement leaves
+  /// the text as it is (still true), an empty one deletes the match. False also when memory is
+  /// exhausted before anything has changed; when it is exhausted later, the replacement or the
+  /// text behind the match is missing, with true.
+  bool replaceFirstOccurance(const char* find, const char* replacement);
+
+  /// As replaceFirstOccurance(), for the last match of a scan from the start. Deliberate: as
+  /// matches do not overlap, in "aaa" the last "aa" is the one at 0.
+  bool replaceLastOccurance(const char* find, const char* replacement);
+
+  /// Replaces all matches and returns their number. A null or empty replacement deletes them.
+  /// Content behind an embedded NUL is dropped when there is a match. A piece for which memory
+  /// is exhausted is left out.
+  unsigned int replaceAllOccurances(const char* find, const char* replacement);
+
+  /// As replaceAllOccurances(), ASCII letters matched without regard to case.
+  unsigned int replaceAllOccurancesNoCase(const char* find, const char* replacement);
+
+  /// Replaces each byte `from` by `to` inside the matches only, in place; returns the number of
+  /// matches.
+  unsigned int replaceCharInOccurances(const char* find, char from, char to);
+
+  /// Replaces all matches by the one byte `value` (its low 8 bits), in place, and returns their
+  /// number. A `find` of one byte is replaced in the whole content. Deliberate: a longer one
+  /// cuts the content at its first NUL, even when there is no match.
+  unsigned int replaceAllWithUchar(const char* find, unsigned int value);
+
+  /// As replaceAllWithUchar() for a code below 128; a code up to 255 is a Windows-1252 character
+  /// and replaces the matches by its UTF-8 form, as replaceAllOccurances() does; a greater one
+  /// does nothing.
+  unsigned int replaceAllWithUcharUtf8(const char* find, unsigned int code);
+
+  /// @}
+  /// @name Splitting into lists (text/Split.cpp)
+  ///
+  /// Each piece of the text is appended to `out` as a new buffer that the array owns; what the
+  /// array already holds stays. Quotes and backslashes are kept in the pieces. `honourQuotes`:
+  /// a delimiter between double quotes is ordinary text, and an unterminated quote runs to the
+  /// end. `honourEscapes`: the byte behind a backslash is ordinary, be it delimiter, quote or
+  /// backslash. Empty content gives no piece; content that begins with a NUL gives one empty
+  /// piece. False when memory is exhausted; the pieces before stay in the array. Bytes for
+  /// which a piece cannot grow are left out of it. All are linear in the text.
+  /// @{
+
+  /// Cuts at each `delimiter`: n delimiters give n + 1 pieces. The pieces are minimised.
+  bool split(ExtPtrArraySb& out, char delimiter, bool honourQuotes, bool honourEscapes) const;
+
+  /// Cuts at each byte that occurs in `delimiters` (null is the empty set). The pieces are not
+  /// minimised.
+  bool split2(ExtPtrArraySb& out, const char* delimiters, bool honourQuotes,
+              bool honourEscapes) const;
+
+  /// As split(); then removes space, TAB, LF and CR from both ends of every buffer in the array.
+  /// Deliberate: the ones that the array held before are trimmed too.
+  bool splitAndTrim(ExtPtrArraySb& out, char delimiter, bool honourQuotes,
+                    bool honourEscapes) const;
+
+  /// Cuts at each CR LF, CR or LF. The pieces are minimised.
+  bool splitByLineEndings(ExtPtrArraySb& out, bool honourQuotes, bool honourEscapes) const;
+
+  /// Cuts at each CR LF, CR or LF, without quotes and escapes; the pieces are not minimised.
+  /// Content that begins with a NUL gives no piece. Deliberate: the number has no effect.
+  bool splitIntoLines(ExtPtrArraySb& out, unsigned int ignored) const;
+
+  /// Cuts at each occurrence of a boundary text. A leading boundary and adjacent ones give no
+  /// empty pieces; an empty boundary makes the whole text one piece. Deliberate: after
+  /// `maxPieces` pieces (0 or less: no limit) the rest of the text is dropped.
+  bool splitUsingBoundary(StringBuffer& boundary, ExtPtrArraySb& out, int maxPieces) const;
+
+  /// @}
+  /// @name Entity encoding (text/EntityEncode.cpp)
+  ///
+  /// All four work on single bytes and know nothing of UTF-8.
+  /// @{
+
+  /// Escapes "<", ">" and every "&" that does not begin a character reference it knows; returns
+  /// the number of bytes escaped. "&#" always counts as known. Deliberate: the list of known
+  /// names is this member's own ("&brkbar;", "&hibar;" and "&diviee;" are on it, "&brvbar;",
+  /// "&macr;" and "&divide;" are not). A piece for which memory is exhausted is left out.
+  unsigned int encodeXMLSpecial();
+
+  /// Writes every markup byte (`"` `&` `'` `<` `>`) and every Windows-1252 byte above 0x7F that
+  /// has a name as a named entity. Deliberate: existing references are escaped again, UTF-8 text
+  /// gives one entity per byte, and 0xA0 stays as it is. A piece for which memory is exhausted
+  /// is left out.
+  void encodeAllXmlSpecial();
+
+  /// Escapes "&", "<", ">" and the double quote, in this order, existing references included;
+  /// returns the number of double quotes.
+  unsigned int replaceHTMLSpecial();
+
+  /// Decodes "&amp;", "&apos;", "&gt;", "&lt;" and "&quot;" from byte `start` on, once each, in
+  /// place, and returns their number. Nothing happens when `start` lies behind the content.
+  unsigned int replacePreDefinedXmlEntities(unsigned int start);
+
+  /// @}
+
+ private:
+  static constexpr unsigned char kMagic = 0xAA;
+  static constexpr unsigned int kInlineSize = 82;
+  static constexpr unsigned int kInitialExtendSize = 202;
+
+  // The storage primitives: all other code is written on these.
+
+  // Size of the current storage; the content and its NUL fit inside.
+  unsigned int storageSize() const noexcept { return m_heap ? m_capacity : kInlineSize; }
+
+  // True when n more bytes and the NUL fit without growth.
+  bool fits(unsigned long long n) const noexcept { return m_length + n < storageSize(); }
+
+  // The length, bounded by the storage: releaseBuffer() leaves a stale one.
+  unsigned int contentSize() const noexcept {
+    return m_length < storageSize() ? m_length : storageSize() - 1;
+  }
+
+  // All bytes of the content, and those before its first NUL.
+  std::string_view content() const noexcept { return {m_data, contentSize()}; }
+  std::string_view text() const noexcept;
+
+  // True when `p` points into this buffer's storage, so that changing the buffer may change or
+  // release what `p` points at.
+  bool ownsAddress(const void* p) const noexcept;
+
+  // Makes room for n more bytes and the NUL.
+  bool makeRoom(std::size_t n) { return fits(n) || grow(n); }
+  bool grow(std::size_t n);
+
+  // Appends raw bytes, without the trim of appendN(); they may lie in this buffer's storage.
+  bool appendBytes(const char* bytes, std::size_t n);
+  bool appendBytes(std::string_view bytes) { return appendBytes(bytes.data(), bytes.size()); }
+  bool growAndAppend(const char* bytes, std::size_t n);
+
+  // Ends the content at n: writes the NUL and sets the length. There is room for it.
+  void endAt(unsigned int n) noexcept {
+    m_data[n] = '\0';
+    m_length = n;
+  }
+
+  // Ends the content before the NULs at its end.
+  void dropTrailingNuls() noexcept;
+
+  // Allocates the next block for n more bytes and copies the content; the old block stays
+  // alive, for the caller to release.
+  bool moveToLargerBlock(std::size_t n);
+  void retireBlock(unsigned char* block, unsigned int capacity) const;
+
+  // Overwrites the heap block and the inline array with zeros.
+  void wipeStorage() noexcept;
+
+  // Empty and inline with the initial extend size; a heap block is forgotten, not released.
+  void resetToInline() noexcept;
+
+  // Makes a block of `capacity` bytes the storage; its first `length` bytes are the content and
+  // a NUL follows them. The former storage has been given up before.
+  void adoptBlock(unsigned char* block, unsigned int capacity, unsigned int length) noexcept;
+
+  // As appendBytes(), but a needed allocation has no slack; the extend size keeps its value.
+  bool appendExactFit(const char* bytes, std::size_t n);
+
+  // What several members of a family share.
+
+  // Replaces the bytes from `at` up to `tail`, which runs to the end of the text or the content.
+  bool replaceRange(unsigned int at, std::string_view tail, const char* replacement);
+  // Replace in place: each byte `from` of the content; each match in the text.
+  unsigned int replaceByte(char from, char to) noexcept;
+  unsigned int replaceWithByte(std::string_view needle, char to) noexcept;
+  // Removes the bytes of the set from both ends of the content; returns how many.
+  unsigned int trimEnds(const dorvane::internal::ByteSet& set) noexcept;
+
+  unsigned char m_magic = kMagic;
+  bool m_secure = false;
+  char* m_data = m_inline;
+  char m_inline[kInlineSize];
+  unsigned char* m_heap = nullptr;
+  unsigned int m_capacity = 0;
+  unsigned int m_length = 0;
+  unsigned int m_extendSize = kInitialExtendSize;
+};
+
+inline bool StringBuffer::appendBytes(const char* bytes, std::size_t n) {
+  if (!fits(n)) return growAndAppend(bytes, n);
+  std::memmove(m_data + m_length, bytes, n);
+  endAt(m_length + static_cast<unsigned int>(n));
+  return true;
+}
+
+inline bool StringBuffer::append(const char* text) {
+  return text == nullptr || *text == '\0' || appendBytes(text, std::strlen(text));
+}
+
+inline bool StringBuffer::appendN(const char* bytes, unsigned int n) {
+  if (bytes == nullptr || n == 0) return true;
+  if (!appendBytes(bytes, n)) return false;
+  if (m_data[m_length - 1] == '\0') dropTrailingNuls();
+  return true;
+}
+
+inline bool StringBuffer::appendChar(char c) {
+  if (!makeRoom(1)) return false;
+  m_data[m_length] = c;
+  endAt(m_length + 1);
+  return true;
+}
+
+#endif

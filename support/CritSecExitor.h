@@ -1,0 +1,22 @@
+#ifndef DORVANE_SUPPORT_CRITSECEXITOR_H
+#define DORVANE_SUPPORT_CRITSECEXITOR_H
+
+#include "support/DorvaneCritSec.h"
+
+/// Holds a critical section for the length of a scope. A null pointer holds nothing.
+class CritSecExitor {
+ public:
+  explicit CritSecExitor(DorvaneCritSec* section) noexcept : m_section(section) {
+    if (m_section != nullptr) m_section->enterCriticalSection();
+  }
+  ~CritSecExitor() {
+    if (m_section != nullptr) m_section->leaveCriticalSection();
+  }
+  CritSecExitor(const CritSecExitor&) = delete;
+  CritSecExitor& operator=(const CritSecExitor&) = delete;
+
+ private:
+  DorvaneCritSec* m_section;
+};
+
+#endif

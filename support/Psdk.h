@@ -1,0 +1,20 @@
+#ifndef DORVANE_SUPPORT_PSDK_H
+#define DORVANE_SUPPORT_PSDK_H
+
+/// The code pages that "ANSI" and "OEM" stand for. Any thread may call any of these at any time.
+class Psdk {
+ public:
+  /// The system's ANSI code page: the one that was set, else that of the Windows host, else 1252.
+  static int getAnsiCodePage() noexcept;
+
+  /// The system's OEM code page: the one that was set, else that of the Windows host, else 437.
+  static int getOemCodePage() noexcept;
+
+  /// Sets the ANSI code page of the whole program; 0 goes back to the host's.
+  static void setAnsiCodePage(int codePage) noexcept;
+
+  /// Sets the OEM code page of the whole program; 0 goes back to the host's.
+  static void setOemCodePage(int codePage) noexcept;
+};
+
+#endif

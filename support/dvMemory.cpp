@@ -1,0 +1,33 @@
+#include "support/dvMemory.h"
+
+#include <cstring>
+#include <limits>
+#include <new>
+
+namespace {
+
+template <class T>
+T* newArray(unsigned int n) {
+  if (n > std::numeric_limits<std::size_t>::max() / sizeof(T)) return nullptr;
+  return new (std::nothrow) T[n];
+}
+
+}  // namespace
+
+char* dvNewChar(unsigned int n) { return newArray<char>(n); }
+
+unsigned char* dvNewUnsignedChar(unsigned int n) { return newArray<unsigned char>(n); }
+
+unsigned int* dvNewUint32(unsigned int n) { return newArray<unsigned int>(n); }
+
+void dvSecureZero(void* bytes, std::size_t n) {
+  if (bytes == nullptr || n == 0) return;
+#if defined(__GNUC__)
+  std::memset(bytes, 0, n);
+  // The barrier makes the zeros observable, so the memset cannot be dropped.
+  __asm__ __volatile__("" : : "r"(bytes) : "memory");
+#else
+  volatile unsigned char* p = static_cast<volatile unsigned char*>(bytes);
+  while (n-- > 0) *p++ = 0;
+#endif
+}

@@ -1,0 +1,10 @@
+#ifndef DORVANE_SUPPORT_DVPLATFORM_H
+#define DORVANE_SUPPORT_DVPLATFORM_H
+
+/// True on a host that stores the most significant byte of a number first.
+inline bool dvIsBigEndian() noexcept {
+  const unsigned int one = 1;
+  return *reinterpret_cast<const unsigned char*>(&one) == 0;
+}
+
+#endif

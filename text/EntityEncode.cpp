@@ -1,0 +1,193 @@
+// Escaping for XML and HTML. Tested in tests/text/EntityEncodeTest.cpp against the
+// byte-by-byte form and an independent list of HTML entities.
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "core/StringBuffer.h"
+#include "support/ByteSet.h"
+#include "text/internal/Entities.h"
+
+using dorvane::internal::ByteSet;
+using dorvane::internal::kNamedCharacters;
+
+namespace {
+
+// ---- The references that the careful escaper leaves alone ----
+
+// Deliberate: this list is older than HTML 4 and differs from it ("brkbar", "hibar", "diviee",
+// "Iquest"; no "brvbar", "macr", "divide", "laquo", "times", "Ntilde"). Texts that were escaped
+// with it must not be escaped twice, so it stands apart from the table of named characters.
+struct KnownNames {
+  std::string_view firstLetters;  // any of these
+  std::string_view tails;         // the rest of the name, each tail followed by ";"
+};
+
+constexpr KnownNames kKnownNames[] = {
+    {"A", "acute;circ;tilde;uml;"},
+    {"a", "mp;pos;acute;circ;tilde;uml;cute;"},
+    {"Aa", "ring;Elig;elig;grave;"},
+    {"Cc", "cedil;edil;ent;opy;urren;"},
+    {"Ee", "acute;circ;uml;TH;th;grave;"},
+    {"Ii", "acute;circ;uml;grave;quest;excl;"},
+    {"Oo", "acute;circ;tilde;rdf;rdm;uml;slash;Elig;elig;grave;"},
+    {"Tt", "HORN;horn;"},
+    {"Uu", "acute;circ;tilde;uml;ml;grave;"},
+    {"Yy", "acute;uml;en;"},
+    {"b", "ull;rkbar;"},
+    {"d", "eg;iviee;"},
+    {"f", "rac12;rac14;rac34;"},
+    {"gl", "t;"},
+    {"h", "ibar;"},
+    {"m", "iddot;icro;"},
+    {"n", "bsp;ot;tilde;"},
+    {"p", "ound;ara;lusmn;"},
+    {"q", "uot;"},
+    {"r", "aquo;eg;"},
+    {"s", "hy;ect;up1;up2;up3;zlig;"},
+};
+
+constexpr std::size_t kLongestNameWithSemicolon = 7;
+
+// True when `tail`, which ends with ";", is one of `tails`.
+bool isOneOf(std::string_view tails, std::string_view tail) {
+  while (!tails.empty()) {
+    const std::size_t size = tails.find(';') + 1;
+    if (tails.substr(0, size) == tail) return true;
+    tails.remove_prefix(size);
+  }
+  return false;
+}
+
+// True when the text behind an "&" makes it the start of a reference.
+bool beginsKnownReference(std::string_view rest) {
+  if (rest.empty()) return false;
+  if (rest[0] == '#') return true;
+  const std::size_t semicolon = rest.substr(0, kLongestNameWithSemicolon).find(';');
+  if (semicolon == std::string_view::npos || semicolon == 0) return false;
+  const std::string_view tail = rest.substr(1, semicolon);
+  for (const KnownNames& names : kKnownNames)
+    if (names.firstLetters.find(rest[0]) != std::string_view::npos && isOneOf(names.tails, tail))
+      return true;
+  return false;
+}
+
+// What the careful escaper writes for the byte at the start of `rest`; empty: the byte stays.
+std::string_view carefulEscape(std::string_view rest) {
+  switch (rest[0]) {
+    case '<':
+      return "&lt;";
+    case '>':
+      return "&gt;";
+    default:
+      return beginsKnownReference(rest.substr(1)) ? "" : "&amp;";
+  }
+}
+
+// ---- The named characters by their Windows-1252 byte ----
+
+constexpr std::array<unsigned char, 256> indexNamedCharacters() {
+  std::array<unsigned char, 256> index{};
+  unsigned char i = 0;
+  for (const auto& character : kNamedCharacters) index[character.ansi] = i++;
+  return index;
+}
+
+constexpr ByteSet collectNamedCharacters() {
+  ByteSet set;
+  for (const auto& character : kNamedCharacters)
+    set = set | ByteSet::range(character.ansi, character.ansi);
+  return set;
+}
+
+constexpr std::array<unsigned char, 256> kIndexOfNamed = indexNamedCharacters();
+constexpr ByteSet kNamed = collectNamedCharacters();
+constexpr ByteSet kMarkup = ByteSet::of("&<>");
+
+// ---- The predefined entities of XML ----
+
+struct Predefined {
+  std::string_view reference;
+  char character;
+};
+
+constexpr Predefined kPredefined[] = {
+    {"&amp;", '&'}, {"&apos;", '\''}, {"&gt;", '>'}, {"&lt;", '<'}, {"&quot;", '"'}};
+
+// The one at the start of `text`, or null.
+const Predefined* predefinedAt(std::string_view text) {
+  if (text.front() != '&') return nullptr;
+  for (const Predefined& entity : kPredefined)
+    if (text.substr(0, entity.reference.size()) == entity.reference) return &entity;
+  return nullptr;
+}
+
+}  // namespace
+
+unsigned int StringBuffer::encodeXMLSpecial() {
+  StringBuffer out;
+  out.m_secure = m_secure;
+  unsigned int count = 0;
+  const std::string_view all = content();
+  std::size_t done = 0;
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    i += kMarkup.findFirstIn(all.data() + i, all.size() - i);
+    if (i == all.size()) break;
+    const std::string_view escape = carefulEscape(all.substr(i));
+    if (escape.empty()) continue;
+    out.appendBytes(all.substr(done, i - done));
+    out.appendBytes(escape);
+    done = i + 1;
+    ++count;
+  }
+  if (count == 0) return 0;
+  out.appendBytes(all.substr(done));
+  clear();
+  append(out);
+  return count;
+}
+
+void StringBuffer::encodeAllXmlSpecial() {
+  StringBuffer out;
+  out.m_secure = m_secure;
+  std::string_view rest = content();
+  while (!rest.empty()) {
+    const std::size_t run = kNamed.findFirstIn(rest.data(), rest.size());
+    out.appendBytes(rest.substr(0, run));
+    if (run == rest.size()) break;
+    const auto byte = static_cast<unsigned char>(rest[run]);
+    out.append(kNamedCharacters[kIndexOfNamed[byte]].reference);
+    rest.remove_prefix(run + 1);
+  }
+  clear();
+  append(out);
+}
+
+unsigned int StringBuffer::replaceHTMLSpecial() {
+  replaceAllOccurances("&", "&amp;");
+  replaceAllOccurances("<", "&lt;");
+  replaceAllOccurances(">", "&gt;");
+  return replaceAllOccurances("\"", "&quot;");
+}
+
+unsigned int StringBuffer::replacePreDefinedXmlEntities(unsigned int start) {
+  const std::string_view all = content();
+  if (start >= all.size()) return 0;
+  unsigned int count = 0;
+  std::size_t write = start;
+  for (std::size_t read = start; read < all.size();) {
+    if (const Predefined* const entity = predefinedAt(all.substr(read))) {
+      m_data[write++] = entity->character;
+      read += entity->reference.size();
+      ++count;
+    } else {
+      const std::size_t run = std::min(all.find('&', read + 1), all.size()) - read;
+      std::memmove(m_data + write, m_data + read, run);
+      write += run;
+      read += run;
+    }
+  }
+  endAt(static_cast<unsigned int>(write));
+  return count;
+}

@@ -1,0 +1,56 @@
+#ifndef DORVANE_TEXT_INTERNAL_STABLETEXT_H
+#define DORVANE_TEXT_INTERNAL_STABLETEXT_H
+
+#include <cstddef>
+#include <cstring>
+#include <string_view>
+
+#include "support/dvMemory.h"
+
+namespace dorvane::internal {
+
+/// A text argument that stays what it is while the buffer changes: one that lies in the buffer's
+/// own storage is copied, any other is only measured. The copy is wiped in the end, for it may
+/// be a secret of a secure buffer.
+class StableText {
+ public:
+  /// `owned` tells that the text lies in the storage of the buffer that is about to change.
+  StableText(const char* text, bool owned)
+      : m_bytes(text),
+        m_size(text == nullptr ? 0 : std::strlen(text)),
+        m_copied(owned && m_size != 0) {
+    if (m_copied) copy();
+  }
+  StableText(const StableText&) = delete;
+  StableText& operator=(const StableText&) = delete;
+  ~StableText() {
+    if (!m_copied) return;
+    dvSecureZero(m_onHeap != nullptr ? m_onHeap : m_local, m_size);
+    delete[] m_onHeap;
+  }
+
+  /// False when the copy could not be allocated.
+  bool ok() const { return !m_copied || m_bytes != nullptr; }
+  std::string_view view() const { return {m_bytes, m_size}; }
+  bool empty() const { return m_size == 0; }
+
+ private:
+  void copy() {
+    char* target = m_local;
+    if (m_size > sizeof m_local)
+      target = m_onHeap =
+          m_size > 0xFFFFFFFFU ? nullptr : dvNewChar(static_cast<unsigned int>(m_size));
+    if (target != nullptr) std::memcpy(target, m_bytes, m_size);
+    m_bytes = target;
+  }
+
+  const char* m_bytes;
+  std::size_t m_size;
+  bool m_copied;
+  char* m_onHeap = nullptr;
+  char m_local[128];
+};
+
+}  // namespace dorvane::internal
+
+#endif
