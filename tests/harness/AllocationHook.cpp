@@ -1,0 +1,120 @@
+#include "harness/AllocationHook.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <new>
+#include <utility>
+
+namespace {
+
+struct HookState {
+  long failAt = 0;
+  bool persistent = false;
+  bool active = false;
+  bool fired = false;
+  long seen = 0;
+  long live = 0;
+  harness::WatchReleases::Callback* callback = nullptr;
+};
+
+thread_local HookState t_hook;
+
+// Each block is preceded by its size, at a distance that keeps the alignment.
+constexpr std::size_t kHeader = alignof(std::max_align_t) > sizeof(std::size_t)
+                                    ? alignof(std::max_align_t)
+                                    : sizeof(std::size_t);
+
+bool mustFail() {
+  HookState& hook = t_hook;
+  if (!hook.active) return false;
+  ++hook.seen;
+  const bool fail =
+      hook.failAt != 0 && (hook.persistent ? hook.seen >= hook.failAt : hook.seen == hook.failAt);
+  hook.fired = hook.fired || fail;
+  return fail;
+}
+
+void* allocate(std::size_t size) noexcept {
+  if (mustFail() || size > SIZE_MAX - kHeader) return nullptr;
+  auto* raw = static_cast<unsigned char*>(std::malloc(size + kHeader));
+  if (raw == nullptr) return nullptr;
+  *reinterpret_cast<std::size_t*>(raw) = size;
+  ++t_hook.live;
+  return raw + kHeader;
+}
+
+void* allocateOrThrow(std::size_t size) {
+  void* block = allocate(size);
+  if (block == nullptr) throw std::bad_alloc();
+  return block;
+}
+
+void release(void* block) noexcept {
+  if (block == nullptr) return;
+  auto* raw = static_cast<unsigned char*>(block) - kHeader;
+  --t_hook.live;
+  if (auto* callback = std::exchange(t_hook.callback, nullptr)) {
+    (*callback)(static_cast<unsigned char*>(block), *reinterpret_cast<std::size_t*>(raw));
+    t_hook.callback = callback;
+  }
+  std::free(raw);
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) { return allocateOrThrow(size); }
+void* operator new[](std::size_t size) { return allocateOrThrow(size); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return allocate(size); }
+void* operator new[](std::size_t size, const std::nothrow_t&) noexcept { return allocate(size); }
+void operator delete(void* block) noexcept { release(block); }
+void operator delete[](void* block) noexcept { release(block); }
+void operator delete(void* block, std::size_t) noexcept { release(block); }
+void operator delete[](void* block, std::size_t) noexcept { release(block); }
+void operator delete(void* block, const std::nothrow_t&) noexcept { release(block); }
+void operator delete[](void* block, const std::nothrow_t&) noexcept { release(block); }
+
+namespace harness {
+
+FailAllocation::FailAllocation(long k, Mode mode) {
+  t_hook.failAt = k;
+  t_hook.persistent = mode == kFromThenOn;
+  t_hook.seen = 0;
+  t_hook.fired = false;
+  t_hook.active = true;
+}
+
+FailAllocation::~FailAllocation() { t_hook.active = false; }
+
+long FailAllocation::seen() const { return t_hook.seen; }
+
+bool FailAllocation::fired() const { return t_hook.fired; }
+
+long failEveryAllocation(const std::function<void()>& setUp, const std::function<void()>& body,
+                         const std::function<void()>& check) {
+  long failed = 0;
+  for (const auto mode : {FailAllocation::kOnce, FailAllocation::kFromThenOn}) {
+    for (long k = 1;; ++k) {
+      setUp();
+      bool fired = false;
+      {
+        FailAllocation fail(k, mode);
+        body();
+        fired = fail.fired();
+      }
+      check();
+      if (!fired) break;
+      ++failed;
+    }
+  }
+  return failed;
+}
+
+WatchReleases::WatchReleases(Callback callback) {
+  t_hook.callback = new Callback(std::move(callback));
+}
+
+WatchReleases::~WatchReleases() { delete std::exchange(t_hook.callback, nullptr); }
+
+long liveBlocks() { return t_hook.live; }
+
+}  // namespace harness
