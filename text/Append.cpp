@@ -180,7 +180,7 @@ bool StringBuffer::prepend(const char* text) {
 bool StringBuffer::insertAt(const StringBuffer& other, unsigned int position) {
   if (other.m_length == 0) return true;
   if (!makeRoom(other.contentSize())) return false;
-  if (position == 0) return prepend(other.m_data);
+  if (position == 0) return other.hasLiveWord() && prepend(other.m_data);
   if (position >= m_length) return append(other);
 
   StringBuffer tail;
