@@ -24,7 +24,7 @@ namespace {
 
 using harness::appendBytes;
 using harness::FailAllocation;
-using harness::fill;
+using harness::fillBytewise;
 using harness::holds;
 using harness::isInline;
 using harness::isZero;
@@ -685,7 +685,7 @@ const BoundedCopy kBoundedCopies[] = {
 TEST(CopiesOut, CopyToBufferIsBounded) {
   for (const BoundedCopy& c : kBoundedCopies) {
     StringBuffer buffer;
-    fill(buffer, c.content);
+    fillBytewise(buffer, c.content);
     std::string destination(10, '#');
     EXPECT_EQ(buffer.copyToBuffer(destination.data(), c.size), c.result);
     EXPECT_EQ(destination, c.destination)
@@ -743,7 +743,7 @@ TEST(Extraction, HandsOutTheHeapBlockItself) {
 TEST(Extraction, CopiesInlineContent) {
   for (const std::string& content : {""s, "a"s, "abcdefghij"s, "ab\0cd\0"s, letters(81)}) {
     StringBuffer buffer;
-    fill(buffer, content);
+    fillBytewise(buffer, content);
     buffer.setExtendSize(7);
     unsigned int length = 12345;
     unsigned char* const extracted = buffer.extractString(&length);
@@ -1181,13 +1181,13 @@ TEST(MinimizeMemoryUsage, KeepsEmbeddedAndTrailingNuls) {
   const std::string content = "ab\0cd\0\0"s;
   StringBuffer buffer(letters(300).c_str());
   buffer.weakClear();
-  fill(buffer, content);
+  fillBytewise(buffer, content);
   buffer.minimizeMemoryUsage();
   EXPECT_TRUE(holds(buffer, content, 0, 202));
 
   const std::string longContent = letters(100) + content;
   buffer.expectNumBytes(1000);
-  fill(buffer, longContent);
+  fillBytewise(buffer, longContent);
   buffer.minimizeMemoryUsage();
   EXPECT_TRUE(holds(buffer, content + longContent, 115, 202));
 }

@@ -23,7 +23,7 @@ namespace {
 
 using harness::appendBytes;
 using harness::FailAllocation;
-using harness::fill;
+using harness::fillBytewise;
 using harness::holds;
 using harness::invariantsHold;
 using harness::isInline;
@@ -380,7 +380,7 @@ TEST(StorageGrowth, ASlackThatCannotBeAllocatedIsAFailedGrowth) {
 TEST(StorageGrowth, EmbeddedNulsAreCopiedToTheNewBlock) {
   const std::string head = "ab\0\0cd\0"s;
   StringBuffer buffer;
-  fill(buffer, head);
+  fillBytewise(buffer, head);
   ASSERT_TRUE(appendBytes(buffer, letters(90)));
   EXPECT_TRUE(holds(buffer, head + letters(90), 97 + 203, 202));
   ASSERT_TRUE(appendBytes(buffer, letters(300)));
@@ -406,7 +406,7 @@ TEST(ExpectNumBytes, ChangesOnlyTheRoom) {
 TEST(ExpectNumBytes, InlineBorderIsEightyOneBytes) {
   for (unsigned int length = 0; length <= 81; ++length) {
     StringBuffer buffer;
-    fill(buffer, letters(length));
+    fillBytewise(buffer, letters(length));
     ASSERT_TRUE(buffer.expectNumBytes(81 - length));
     ASSERT_TRUE(holds(buffer, letters(length), 0, 202));
     ASSERT_TRUE(buffer.expectNumBytes(82 - length));
@@ -501,7 +501,7 @@ const RawCase kRawCases[] = {
 TEST(AppendN, KeepsNulsInsideAndDropsThoseAtTheEnd) {
   for (const RawCase& c : kRawCases) {
     StringBuffer buffer;
-    fill(buffer, c.before);
+    fillBytewise(buffer, c.before);
     EXPECT_TRUE(appendBytes(buffer, c.bytes));
     EXPECT_TRUE(holds(buffer, c.after, 0, 202)) << testing::PrintToString(c.before + "|" + c.bytes);
   }
@@ -545,7 +545,7 @@ TEST(AppendN, AgreesWithTheModelForAllShortStrings) {
   for (const std::string& before : all) {
     for (const std::string& bytes : all) {
       StringBuffer buffer;
-      fill(buffer, before);
+      fillBytewise(buffer, before);
       StorageModel model;
       model.append(before);
       model.appendN(bytes);
@@ -620,7 +620,7 @@ TEST(AppendText, StopsAtTheFirstNulOfTheArgument) {
 
 TEST(AppendText, TrimsNoTrailingNuls) {
   StringBuffer buffer;
-  fill(buffer, "ab\0\0"sv);
+  fillBytewise(buffer, "ab\0\0"sv);
   EXPECT_TRUE(buffer.append("c"));
   EXPECT_TRUE(holds(buffer, "ab\0\0c"sv, 0, 202));
 }
@@ -652,7 +652,7 @@ TEST(AppendText, KeepsEveryByteValueButNul) {
 TEST(AppendBuffer, AppendsTheContentAsRawBytes) {
   for (const RawCase& c : kRawCases) {
     StringBuffer buffer, other;
-    fill(buffer, c.before);
+    fillBytewise(buffer, c.before);
     fill(other, c.bytes);
     EXPECT_TRUE(buffer.append(other));
     EXPECT_TRUE(holds(buffer, c.after, 0, 202)) << testing::PrintToString(c.before + "|" + c.bytes);
@@ -945,14 +945,14 @@ TEST(StorageAliasing, AppendNOfInlineBytesWhileOnTheHeap) {
 
 TEST(StorageAliasing, SetStringOfOwnTextBehindAnEmbeddedNul) {
   StringBuffer buffer;
-  fill(buffer, "ab\0cd\0ef"sv);
+  fillBytewise(buffer, "ab\0cd\0ef"sv);
   EXPECT_TRUE(buffer.setString(buffer.getString() + 3));
   EXPECT_TRUE(holds(buffer, "cd", 0, 202));
 }
 
 TEST(StorageAliasing, SetStringOfOwnEmbeddedNulEmptiesTheBuffer) {
   StringBuffer buffer;
-  fill(buffer, "ab\0cd"sv);
+  fillBytewise(buffer, "ab\0cd"sv);
   EXPECT_TRUE(buffer.setString(buffer.getString() + 2));
   EXPECT_TRUE(holds(buffer, "", 0, 202));
 }
@@ -1342,7 +1342,7 @@ TEST(Shorten, AgreesWithTheModel) {
 
 TEST(Shorten, DropsNoNulsBeyondTheCount) {
   StringBuffer buffer;
-  fill(buffer, "ab\0\0x"sv);
+  fillBytewise(buffer, "ab\0\0x"sv);
   buffer.shorten(1);
   EXPECT_TRUE(holds(buffer, "ab\0\0"sv, 0, 202));
 }
@@ -1444,7 +1444,7 @@ const ChunkCase kChunkCases[] = {
 TEST(RemoveChunk, RemovesARangeThatLiesInsideTheContent) {
   for (const ChunkCase& c : kChunkCases) {
     StringBuffer buffer;
-    fill(buffer, c.content);
+    fillBytewise(buffer, c.content);
     EXPECT_EQ(buffer.removeChunk(c.start, c.count), c.after.size())
         << testing::PrintToString(c.content) << " " << c.start << " " << c.count;
     EXPECT_TRUE(holds(buffer, c.after, 0, 202))
@@ -1457,7 +1457,7 @@ void expectEveryChunk(const std::string& content) {
   for (unsigned int start = 0; start < beyond; ++start) {
     for (unsigned int count = 0; count < beyond; ++count) {
       StringBuffer buffer;
-      fill(buffer, content);
+      fillBytewise(buffer, content);
       StorageModel model;
       model.append(content);
       ASSERT_EQ(buffer.removeChunk(start, count), model.removeChunk(start, count));

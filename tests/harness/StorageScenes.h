@@ -64,7 +64,7 @@ inline reference::StorageModel modelOf(const Scene& scene) {
 }
 
 // Appends exactly these bytes, NULs at the end included.
-inline void fill(StringBuffer& buffer, std::string_view bytes) {
+inline void fillBytewise(StringBuffer& buffer, std::string_view bytes) {
   for (const char c : bytes) buffer.appendChar(c);
 }
 

@@ -108,7 +108,9 @@ TEST(DvHashMap, AgreesWithAMapOnRandomOperations) {
         break;
       default:
         ASSERT_EQ(map.hashLookupString(key.c_str(), out), reference.count(key) == 1);
-        if (reference.count(key) == 1) ASSERT_TRUE(holds(out, reference[key]));
+        if (reference.count(key) == 1) {
+          ASSERT_TRUE(holds(out, reference[key]));
+        }
     }
     ASSERT_EQ(map.getSize(), reference.size());
   }
