@@ -13,6 +13,7 @@
 #include "core/StringBuffer.h"
 #include "harness/AllocationHook.h"
 #include "harness/BufferState.h"
+#include "harness/RawContent.h"
 #include "harness/ReleasedBlocks.h"
 #include "harness/StorageLayout.h"
 #include "harness/StorageReference.h"

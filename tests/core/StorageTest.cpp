@@ -13,6 +13,7 @@
 #include "core/StringBuffer.h"
 #include "harness/AllocationHook.h"
 #include "harness/BufferState.h"
+#include "harness/RawContent.h"
 #include "harness/ReleasedBlocks.h"
 #include "harness/StorageLayout.h"
 #include "harness/StorageReference.h"
@@ -653,7 +654,7 @@ TEST(AppendBuffer, AppendsTheContentAsRawBytes) {
   for (const RawCase& c : kRawCases) {
     StringBuffer buffer, other;
     fillBytewise(buffer, c.before);
-    fill(other, c.bytes);
+    fillBytewise(other, c.bytes);
     EXPECT_TRUE(buffer.append(other));
     EXPECT_TRUE(holds(buffer, c.after, 0, 202)) << testing::PrintToString(c.before + "|" + c.bytes);
     EXPECT_TRUE(holds(other, c.bytes, 0, 202));
@@ -1711,7 +1712,7 @@ class Walk {
   void appendOther() {
     const std::string piece = bytes("ab\0"sv);
     StringBuffer other;
-    fill(other, piece);
+    fillBytewise(other, piece);
     EXPECT_TRUE(m_buffer.append(other));
     m_model.appendN(piece);
   }

@@ -63,11 +63,6 @@ inline reference::StorageModel modelOf(const Scene& scene) {
   return model;
 }
 
-// Appends exactly these bytes, NULs at the end included.
-inline void fillBytewise(StringBuffer& buffer, std::string_view bytes) {
-  for (const char c : bytes) buffer.appendChar(c);
-}
-
 inline unsigned int sizeOf(std::string_view bytes) {
   return static_cast<unsigned int>(bytes.size());
 }
