@@ -25,7 +25,7 @@ namespace {
 
 using harness::appendBytes;
 using harness::FailAllocation;
-using harness::fillBytewise;
+using harness::fill;
 using harness::holds;
 using harness::isInline;
 using harness::isZero;
@@ -686,7 +686,7 @@ const BoundedCopy kBoundedCopies[] = {
 TEST(CopiesOut, CopyToBufferIsBounded) {
   for (const BoundedCopy& c : kBoundedCopies) {
     StringBuffer buffer;
-    fillBytewise(buffer, c.content);
+    fill(buffer, c.content);
     std::string destination(10, '#');
     EXPECT_EQ(buffer.copyToBuffer(destination.data(), c.size), c.result);
     EXPECT_EQ(destination, c.destination)
@@ -744,7 +744,7 @@ TEST(Extraction, HandsOutTheHeapBlockItself) {
 TEST(Extraction, CopiesInlineContent) {
   for (const std::string& content : {""s, "a"s, "abcdefghij"s, "ab\0cd\0"s, letters(81)}) {
     StringBuffer buffer;
-    fillBytewise(buffer, content);
+    fill(buffer, content);
     buffer.setExtendSize(7);
     unsigned int length = 12345;
     unsigned char* const extracted = buffer.extractString(&length);
@@ -1182,13 +1182,13 @@ TEST(MinimizeMemoryUsage, KeepsEmbeddedAndTrailingNuls) {
   const std::string content = "ab\0cd\0\0"s;
   StringBuffer buffer(letters(300).c_str());
   buffer.weakClear();
-  fillBytewise(buffer, content);
+  fill(buffer, content);
   buffer.minimizeMemoryUsage();
   EXPECT_TRUE(holds(buffer, content, 0, 202));
 
   const std::string longContent = letters(100) + content;
   buffer.expectNumBytes(1000);
-  fillBytewise(buffer, longContent);
+  fill(buffer, longContent);
   buffer.minimizeMemoryUsage();
   EXPECT_TRUE(holds(buffer, content + longContent, 115, 202));
 }

@@ -24,7 +24,7 @@ namespace {
 
 using harness::appendBytes;
 using harness::FailAllocation;
-using harness::fillBytewise;
+using harness::fill;
 using harness::holds;
 using harness::invariantsHold;
 using harness::isInline;
@@ -381,7 +381,7 @@ TEST(StorageGrowth, ASlackThatCannotBeAllocatedIsAFailedGrowth) {
 TEST(StorageGrowth, EmbeddedNulsAreCopiedToTheNewBlock) {
   const std::string head = "ab\0\0cd\0"s;
   StringBuffer buffer;
-  fillBytewise(buffer, head);
+  fill(buffer, head);
   ASSERT_TRUE(appendBytes(buffer, letters(90)));
   EXPECT_TRUE(holds(buffer, head + letters(90), 97 + 203, 202));
   ASSERT_TRUE(appendBytes(buffer, letters(300)));
@@ -407,7 +407,7 @@ TEST(ExpectNumBytes, ChangesOnlyTheRoom) {
 TEST(ExpectNumBytes, InlineBorderIsEightyOneBytes) {
   for (unsigned int length = 0; length <= 81; ++length) {
     StringBuffer buffer;
-    fillBytewise(buffer, letters(length));
+    fill(buffer, letters(length));
     ASSERT_TRUE(buffer.expectNumBytes(81 - length));
     ASSERT_TRUE(holds(buffer, letters(length), 0, 202));
     ASSERT_TRUE(buffer.expectNumBytes(82 - length));
@@ -502,7 +502,7 @@ const RawCase kRawCases[] = {
 TEST(AppendN, KeepsNulsInsideAndDropsThoseAtTheEnd) {
   for (const RawCase& c : kRawCases) {
     StringBuffer buffer;
-    fillBytewise(buffer, c.before);
+    fill(buffer, c.before);
     EXPECT_TRUE(appendBytes(buffer, c.bytes));
     EXPECT_TRUE(holds(buffer, c.after, 0, 202)) << testing::PrintToString(c.before + "|" + c.bytes);
   }
@@ -546,7 +546,7 @@ TEST(AppendN, AgreesWithTheModelForAllShortStrings) {
   for (const std::string& before : all) {
     for (const std::string& bytes : all) {
       StringBuffer buffer;
-      fillBytewise(buffer, before);
+      fill(buffer, before);
       StorageModel model;
       model.append(before);
       model.appendN(bytes);
@@ -621,7 +621,7 @@ TEST(AppendText, StopsAtTheFirstNulOfTheArgument) {
 
 TEST(AppendText, TrimsNoTrailingNuls) {
   StringBuffer buffer;
-  fillBytewise(buffer, "ab\0\0"sv);
+  fill(buffer, "ab\0\0"sv);
   EXPECT_TRUE(buffer.append("c"));
   EXPECT_TRUE(holds(buffer, "ab\0\0c"sv, 0, 202));
 }
@@ -653,8 +653,8 @@ TEST(AppendText, KeepsEveryByteValueButNul) {
 TEST(AppendBuffer, AppendsTheContentAsRawBytes) {
   for (const RawCase& c : kRawCases) {
     StringBuffer buffer, other;
-    fillBytewise(buffer, c.before);
-    fillBytewise(other, c.bytes);
+    fill(buffer, c.before);
+    fill(other, c.bytes);
     EXPECT_TRUE(buffer.append(other));
     EXPECT_TRUE(holds(buffer, c.after, 0, 202)) << testing::PrintToString(c.before + "|" + c.bytes);
     EXPECT_TRUE(holds(other, c.bytes, 0, 202));
@@ -946,14 +946,14 @@ TEST(StorageAliasing, AppendNOfInlineBytesWhileOnTheHeap) {
 
 TEST(StorageAliasing, SetStringOfOwnTextBehindAnEmbeddedNul) {
   StringBuffer buffer;
-  fillBytewise(buffer, "ab\0cd\0ef"sv);
+  fill(buffer, "ab\0cd\0ef"sv);
   EXPECT_TRUE(buffer.setString(buffer.getString() + 3));
   EXPECT_TRUE(holds(buffer, "cd", 0, 202));
 }
 
 TEST(StorageAliasing, SetStringOfOwnEmbeddedNulEmptiesTheBuffer) {
   StringBuffer buffer;
-  fillBytewise(buffer, "ab\0cd"sv);
+  fill(buffer, "ab\0cd"sv);
   EXPECT_TRUE(buffer.setString(buffer.getString() + 2));
   EXPECT_TRUE(holds(buffer, "", 0, 202));
 }
@@ -1343,7 +1343,7 @@ TEST(Shorten, AgreesWithTheModel) {
 
 TEST(Shorten, DropsNoNulsBeyondTheCount) {
   StringBuffer buffer;
-  fillBytewise(buffer, "ab\0\0x"sv);
+  fill(buffer, "ab\0\0x"sv);
   buffer.shorten(1);
   EXPECT_TRUE(holds(buffer, "ab\0\0"sv, 0, 202));
 }
@@ -1445,7 +1445,7 @@ const ChunkCase kChunkCases[] = {
 TEST(RemoveChunk, RemovesARangeThatLiesInsideTheContent) {
   for (const ChunkCase& c : kChunkCases) {
     StringBuffer buffer;
-    fillBytewise(buffer, c.content);
+    fill(buffer, c.content);
     EXPECT_EQ(buffer.removeChunk(c.start, c.count), c.after.size())
         << testing::PrintToString(c.content) << " " << c.start << " " << c.count;
     EXPECT_TRUE(holds(buffer, c.after, 0, 202))
@@ -1458,7 +1458,7 @@ void expectEveryChunk(const std::string& content) {
   for (unsigned int start = 0; start < beyond; ++start) {
     for (unsigned int count = 0; count < beyond; ++count) {
       StringBuffer buffer;
-      fillBytewise(buffer, content);
+      fill(buffer, content);
       StorageModel model;
       model.append(content);
       ASSERT_EQ(buffer.removeChunk(start, count), model.removeChunk(start, count));
@@ -1712,7 +1712,7 @@ class Walk {
   void appendOther() {
     const std::string piece = bytes("ab\0"sv);
     StringBuffer other;
-    fillBytewise(other, piece);
+    fill(other, piece);
     EXPECT_TRUE(m_buffer.append(other));
     m_model.appendN(piece);
   }
