@@ -1,24 +1,28 @@
-// The storage of StringBuffer: one growth function, the clears and the truncations. Callers see
-// the growth sequence through heapUsage() and getExtendSize(), so it is told only here.
-// Tested in tests/core/StorageTest.cpp and, at the largest sizes, in tests/limits/.
+// The storage of StringBuffer: one growth function, the clears and the
+// truncations. Callers see the growth sequence through heapUsage() and
+// getExtendSize(), so it is told only here. Tested in
+// tests/core/StorageTest.cpp and, at the largest sizes, in tests/limits/.
 
 #include <algorithm>
 #include <cstdint>
-#include <functional>
+#include <initializer_list>
 
 #include "core/StringBuffer.h"
 #include "core/internal/Limits.h"
 #include "support/dvMemory.h"
+#include "support/internal/AddressRange.h"
 
 using dorvane::internal::kMaxContent;
+using dorvane::internal::pointsInto;
 
 namespace {
 
 constexpr unsigned int kMaxExtendSize = 500000;
 constexpr unsigned int kCapacityOfMaxExtendSize = 1000001;
 
-// What a block for `total` bytes of content gets: the NUL and the slack, or only the NUL when
-// the slack would make the block larger than the longest content needs.
+// What a block for `total` bytes of content gets: the NUL and the slack, or
+// only the NUL when the slack would make the block larger than the longest
+// content needs.
 unsigned int capacityFor(std::uint64_t total, unsigned int slack) {
   const std::uint64_t withSlack = total + slack + 1;
   return static_cast<unsigned int>(withSlack <= kMaxContent + 1 ? withSlack : total + 1);
@@ -28,13 +32,6 @@ unsigned int capacityFor(std::uint64_t total, unsigned int slack) {
 unsigned int nextExtendSize(unsigned int extendSize, unsigned int capacity) {
   if (extendSize >= kMaxExtendSize || extendSize >= capacity) return extendSize;
   return capacity > kCapacityOfMaxExtendSize ? kMaxExtendSize : capacity / 2;
-}
-
-bool pointsInto(const void* p, const void* block, std::size_t size) {
-  const std::less<> before;
-  const auto* first = static_cast<const unsigned char*>(block);
-  return !before(p, static_cast<const void*>(first)) &&
-         before(p, static_cast<const void*>(first + size));
 }
 
 }  // namespace
@@ -77,6 +74,40 @@ bool StringBuffer::growAndAppend(const char* bytes, std::size_t n) {
 }
 
 bool StringBuffer::expectNumBytes(unsigned int n) { return m_magic == kMagic && makeRoom(n); }
+
+bool StringBuffer::replaceKeepingBlock(std::string_view bytes) {
+  const unsigned int savedLength = m_length;
+  const unsigned int savedExtendSize = m_extendSize;
+  m_length = 0;
+  m_extendSize = kInitialExtendSize;
+  if (!bytes.empty() && !fits(bytes.size())) {
+    if (growAndAppend(bytes.data(), bytes.size())) {
+      m_inline[0] = '\0';
+      dropTrailingNuls();
+      return true;
+    }
+    m_length = savedLength;
+    m_extendSize = savedExtendSize;
+    return false;
+  }
+  std::memmove(m_data, bytes.data(), bytes.size());
+  endAt(static_cast<unsigned int>(bytes.size()));
+  if (m_heap != nullptr) m_inline[0] = '\0';
+  dropTrailingNuls();
+  return true;
+}
+
+bool StringBuffer::replaceByPieces(std::initializer_list<std::string_view> pieces) {
+  std::uint64_t total = 0;
+  for (const std::string_view piece : pieces) total += piece.size();
+  StringBuffer out;
+  out.m_secure = m_secure;
+  if (total > kMaxContent || !out.makeRoom(static_cast<std::size_t>(total))) return false;
+  for (const std::string_view piece : pieces) out.appendBytes(piece);
+  out.dropTrailingNuls();
+  takeSb(out);
+  return true;
+}
 
 bool StringBuffer::appendExactFit(const char* bytes, std::size_t n) {
   const unsigned int saved = m_extendSize;

@@ -1,17 +1,21 @@
-// Substring replacement: the first, the last or every match of a text, by a text or a byte.
-// Tested in tests/text/ReplaceTest.cpp against the plain step-by-step form.
+// Substring replacement: the first, the last or every match of a text, by a
+// text or a byte. Tested in tests/text/ReplaceTest.cpp against the plain
+// step-by-step form.
 
+#include <cstdint>
 #include <string_view>
 
 #include "core/StringBuffer.h"
 #include "support/CharTables.h"
 #include "support/internal/Search.h"
 #include "text/internal/ReplaceMatches.h"
+#include "text/internal/SavedTail.h"
 #include "text/internal/StableText.h"
 
 using dorvane::internal::findBytes;
 using dorvane::internal::findBytesNoCase;
 using dorvane::internal::replaceMatches;
+using dorvane::internal::SavedTail;
 using dorvane::internal::StableText;
 
 namespace {
@@ -55,7 +59,9 @@ bool StringBuffer::replaceLastOccurance(const char* find, const char* replacemen
 
 bool StringBuffer::replaceRange(unsigned int at, std::string_view tail, const char* replacement) {
   if (replacement == nullptr) {
-    // Deliberate: the match stays, as the start of a tail that is cut off and appended again.
+    // Deliberate: the match stays, as the start of a tail that is cut off and
+    // appended again.
+    endAt(static_cast<unsigned int>(tail.data() + tail.size() - m_data));
     dropTrailingNuls();
     return true;
   }
@@ -70,12 +76,11 @@ bool StringBuffer::replaceRange(unsigned int at, std::string_view tail, const ch
     if (!tail.empty()) dropTrailingNuls();
     return true;
   }
-  StringBuffer saved;
-  saved.m_secure = m_secure;
-  if (!tail.empty() && !saved.appendExactFit(tail.data(), tail.size())) return false;
+  const SavedTail saved(tail, m_secure);
+  if (!saved.ok()) return false;
   endAt(at);
   if (!bytes.empty()) appendBytes(bytes);
-  append(saved);
+  appendN(saved.data(), saved.size());
   return true;
 }
 

@@ -1,6 +1,6 @@
-// Splitting a text into lists of new buffers. Every piece is a run of the text, quotes and
-// escapes included, so the cutters only look for the ends of the pieces.
-// Tested in tests/text/SplitTest.cpp against the byte-by-byte form.
+// Splitting a text into lists of new buffers. Every piece is a run of the text,
+// quotes and escapes included, so the cutters only look for the ends of the
+// pieces. Tested in tests/text/SplitTest.cpp against the byte-by-byte form.
 
 #include <algorithm>
 #include <string_view>
@@ -10,19 +10,21 @@
 #include "support/ExtPtrArraySb.h"
 #include "support/internal/Search.h"
 #include "text/internal/ByteClasses.h"
+#include "text/internal/Pieces.h"
 
+using dorvane::internal::addPiece;
 using dorvane::internal::ByteSet;
+using dorvane::internal::EndOutsideQuotes;
 using dorvane::internal::findBytes;
 using dorvane::internal::kLineEndings;
+using dorvane::internal::kPieceBlock;
 using dorvane::internal::kWhiteSpace;
+using dorvane::internal::PieceStorage;
 
 namespace {
 
-constexpr ByteSet kQuote = ByteSet::of("\"");
-constexpr ByteSet kBackslash = ByteSet::of("\\");
-
-// Each of these finds the end of the piece that a text begins with: the index of the first
-// delimiter that counts, or the size of the text.
+// Each of these finds the end of the piece that a text begins with: the index
+// of the first delimiter that counts, or the size of the text.
 
 struct EndAtByte {
   std::size_t operator()(std::string_view text) const {
@@ -38,59 +40,8 @@ struct EndAtAny {
   const ByteSet& delimiters;
 };
 
-// Honours quotes and escapes. A piece always starts outside quotes with no escape pending.
-class EndOutsideQuotes {
- public:
-  EndOutsideQuotes(const ByteSet& delimiters, bool honourQuotes, bool honourEscapes)
-      : m_quote(honourQuotes ? kQuote : ByteSet()),
-        m_escape(honourEscapes ? kBackslash : ByteSet()),
-        m_outside(delimiters | m_quote | m_escape),
-        m_inside(m_quote | m_escape) {}
-
-  std::size_t operator()(std::string_view text) const {
-    const ByteSet* stops = &m_outside;
-    for (std::size_t i = 0; i < text.size();) {
-      i += stops->findFirstIn(text.data() + i, text.size() - i);
-      if (i >= text.size()) break;
-      if (m_escape.contains(text[i])) {
-        i += 2;
-      } else if (m_quote.contains(text[i])) {
-        stops = stops == &m_outside ? &m_inside : &m_outside;
-        ++i;
-      } else {
-        return i;
-      }
-    }
-    return text.size();
-  }
-
- private:
-  ByteSet m_quote;
-  ByteSet m_escape;
-  ByteSet m_outside;
-  ByteSet m_inside;
-};
-
-// A piece grows in blocks of this size: the steps show in its heapUsage() and getExtendSize().
-constexpr std::size_t kBlockSize = 255;
-
-enum class Storage { kMinimized, kAsGrown };
-
-// Adds a piece to the list, grown in blocks of the given size. The array's slot is reserved
-// first, so that a piece is never made and then lost.
-bool addPiece(ExtPtrArraySb& out, std::string_view piece, std::size_t blockSize, Storage storage) {
-  if (!out.reserveMore(1)) return false;
-  StringBuffer* const buffer = StringBuffer::createNewSB();
-  if (buffer == nullptr) return false;
-  for (std::size_t i = 0; i < piece.size(); i += blockSize) {
-    const std::size_t n = std::min(blockSize, piece.size() - i);
-    buffer->appendN(piece.data() + i, static_cast<unsigned int>(n));
-  }
-  if (storage == Storage::kMinimized) buffer->minimizeMemoryUsage();
-  return out.appendPtr(buffer);
-}
-
-// Size of the delimiter at the start of `rest`: a CR LF pair is one line ending.
+// Size of the delimiter at the start of `rest`: a CR LF pair is one line
+// ending.
 struct OneByte {
   std::size_t operator()(std::string_view) const { return 1; }
 };
@@ -101,11 +52,11 @@ struct LineEnding {
 };
 
 template <class FindEnd, class DelimiterSize>
-bool addPieces(ExtPtrArraySb& out, std::string_view text, const FindEnd& findEnd, Storage storage,
-               const DelimiterSize& delimiterSize) {
+bool addPieces(ExtPtrArraySb& out, std::string_view text, const FindEnd& findEnd,
+               PieceStorage storage, const DelimiterSize& delimiterSize) {
   for (;;) {
     const std::size_t end = findEnd(text);
-    if (!addPiece(out, text.substr(0, end), kBlockSize, storage)) return false;
+    if (!addPiece(out, text.substr(0, end), kPieceBlock, storage)) return false;
     if (end == text.size()) return true;
     text.remove_prefix(end);
     text.remove_prefix(delimiterSize(text));
@@ -118,10 +69,10 @@ bool StringBuffer::split(ExtPtrArraySb& out, char delimiter, bool honourQuotes,
                          bool honourEscapes) const {
   if (m_length == 0) return true;
   if (!honourQuotes && !honourEscapes)
-    return addPieces(out, text(), EndAtByte{delimiter}, Storage::kMinimized, OneByte());
+    return addPieces(out, text(), EndAtByte{delimiter}, PieceStorage::kMinimized, OneByte());
   const ByteSet delimiters = ByteSet::of(std::string_view(&delimiter, 1));
   return addPieces(out, text(), EndOutsideQuotes(delimiters, honourQuotes, honourEscapes),
-                   Storage::kMinimized, OneByte());
+                   PieceStorage::kMinimized, OneByte());
 }
 
 bool StringBuffer::split2(ExtPtrArraySb& out, const char* delimiters, bool honourQuotes,
@@ -129,7 +80,7 @@ bool StringBuffer::split2(ExtPtrArraySb& out, const char* delimiters, bool honou
   if (m_length == 0) return true;
   const ByteSet set = ByteSet::of(delimiters == nullptr ? "" : delimiters);
   return addPieces(out, text(), EndOutsideQuotes(set, honourQuotes, honourEscapes),
-                   Storage::kAsGrown, OneByte());
+                   PieceStorage::kAsGrown, OneByte());
 }
 
 bool StringBuffer::splitAndTrim(ExtPtrArraySb& out, char delimiter, bool honourQuotes,
@@ -144,13 +95,13 @@ bool StringBuffer::splitByLineEndings(ExtPtrArraySb& out, bool honourQuotes,
                                       bool honourEscapes) const {
   if (m_length == 0) return true;
   return addPieces(out, text(), EndOutsideQuotes(kLineEndings, honourQuotes, honourEscapes),
-                   Storage::kMinimized, LineEnding());
+                   PieceStorage::kMinimized, LineEnding());
 }
 
 bool StringBuffer::splitIntoLines(ExtPtrArraySb& out, unsigned int /*ignored*/) const {
   const std::string_view lines = text();
   if (lines.empty()) return true;
-  return addPieces(out, lines, EndAtAny{kLineEndings}, Storage::kAsGrown, LineEnding());
+  return addPieces(out, lines, EndAtAny{kLineEndings}, PieceStorage::kAsGrown, LineEnding());
 }
 
 bool StringBuffer::splitUsingBoundary(StringBuffer& boundary, ExtPtrArraySb& out,
@@ -163,7 +114,7 @@ bool StringBuffer::splitUsingBoundary(StringBuffer& boundary, ExtPtrArraySb& out
     const char* const match = mark.empty() ? nullptr : findBytes(rest, mark);
     const std::string_view piece =
         match == nullptr ? rest : rest.substr(0, static_cast<std::size_t>(match - rest.data()));
-    if (!addPiece(out, piece, piece.size(), Storage::kAsGrown)) return false;
+    if (!addPiece(out, piece, piece.size(), PieceStorage::kAsGrown)) return false;
     rest.remove_prefix(piece.size());
   }
   return true;

@@ -65,12 +65,14 @@ struct Marked {
 };
 
 TEST(DvStoreForGood, ReachesMemoryOfADyingObject) {
-  alignas(Marked) unsigned char room[sizeof(Marked)];
-  Marked* object = new (room) Marked;
-  EXPECT_EQ(object->mark, 1U);
-  object->~Marked();
   unsigned int left = 0;
-  std::memcpy(&left, room, sizeof(left));
+  {
+    const harness::WatchReleases watch([&](const unsigned char* block, std::size_t size) {
+      ASSERT_EQ(size, sizeof(Marked));
+      std::memcpy(&left, block, sizeof(left));
+    });
+    delete new Marked;
+  }
   EXPECT_EQ(left, 7U);
 }
 

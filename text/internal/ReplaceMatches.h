@@ -8,11 +8,11 @@
 
 namespace dorvane::internal {
 
-/// Appends `text` to `out` with every match replaced, and returns the number of matches.
-/// `find(rest)` answers the first match in `rest`, or null; each match is `size` bytes long.
-/// `out` grows piece by piece: the text before a match, its replacement, ..., the text behind
-/// the last match. A piece for which it cannot grow is left out. Without a match `out` stays
-/// empty.
+/// Appends `text` to `out` with every match replaced, and returns the number of
+/// matches. `find(rest)` answers the first match in `rest`, or null; each match
+/// is `size` bytes long. `out` grows piece by piece: the text before a match,
+/// its replacement, ..., the text behind the last match. A piece for which it
+/// cannot grow is left out. Without a match `out` stays empty.
 template <class Find>
 unsigned int replaceMatches(std::string_view text, std::size_t size, std::string_view replacement,
                             const Find& find, StringBuffer& out) {

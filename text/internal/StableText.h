@@ -9,15 +9,19 @@
 
 namespace dorvane::internal {
 
-/// A text argument that stays what it is while the buffer changes: one that lies in the buffer's
-/// own storage is copied, any other is only measured. The copy is wiped in the end, for it may
-/// be a secret of a secure buffer.
+/// A text argument that stays what it is while the buffer changes: one that
+/// lies in the buffer's own storage is copied, any other is only measured. The
+/// copy is wiped in the end, for it may be a secret of a secure buffer.
 class StableText {
  public:
-  /// `owned` tells that the text lies in the storage of the buffer that is about to change.
+  /// `owned` tells that the text lies in the storage of the buffer that is
+  /// about to change.
   StableText(const char* text, bool owned)
-      : m_bytes(text),
-        m_size(text == nullptr ? 0 : std::strlen(text)),
+      : StableText(text, text == nullptr ? 0 : std::strlen(text), owned) {}
+  /// The same for bytes of a given length; null counts as none.
+  StableText(const void* bytes, std::size_t n, bool owned)
+      : m_bytes(static_cast<const char*>(bytes)),
+        m_size(bytes == nullptr ? 0 : n),
         m_copied(owned && m_size != 0) {
     if (m_copied) copy();
   }

@@ -1,0 +1,159 @@
+// Binary data as hexadecimal or base64 text, and back. Tested in
+// tests/text/HexDataTest.cpp.
+
+#include <array>
+#include <string_view>
+
+#include "core/StringBuffer.h"
+#include "support/ContentCoding.h"
+#include "support/DataBuffer.h"
+#include "support/LogBase.h"
+#include "support/_clsEncode.h"
+#include "text/internal/StableText.h"
+#include "text/internal/Staging.h"
+
+using dorvane::internal::StableText;
+using dorvane::internal::Staging;
+
+namespace {
+
+constexpr std::size_t kDumpBlock = 128;
+constexpr std::size_t kRunBlock = 255;
+constexpr std::size_t kDecodeBlock = 500;
+constexpr std::size_t kBytesPerLine = 16;
+
+constexpr char kDigits[] = "0123456789ABCDEF";
+
+// The two digits of a byte with room for a space before them and a separator
+// behind.
+struct DigitPair {
+  explicit DigitPair(char byte) {
+    const auto value = static_cast<unsigned char>(byte);
+    chars[1] = kDigits[value >> 4U];
+    chars[2] = kDigits[value & 0xFU];
+  }
+  std::string_view alone() const { return {chars + 1, 2}; }
+  std::string_view afterSpace() const { return {chars, 3}; }
+  std::string_view before(char separator) {
+    chars[3] = separator;
+    return {chars + 1, 3};
+  }
+  char chars[4] = {' '};
+};
+
+// ---- Decoding ----
+
+// Characters are not validated: what is no digit takes part with the value that
+// the arithmetic gives it, modulo 256.
+constexpr unsigned char nibbleValue(unsigned char c) {
+  const int value = c >= 0x80 ? int{c} - 0x100 : int{c};
+  if (value < ':') return static_cast<unsigned char>(value - '0');
+  const int upper = value >= 'a' && value <= 'f' ? value - ('a' - 'A') : value;
+  return static_cast<unsigned char>(upper - ('A' - 10));
+}
+
+constexpr std::array<unsigned char, 256> makeNibbleValues() {
+  std::array<unsigned char, 256> values{};
+  for (unsigned int c = 0; c < 256; ++c) values[c] = nibbleValue(static_cast<unsigned char>(c));
+  return values;
+}
+
+constexpr std::array<unsigned char, 256> kNibbleValues = makeNibbleValues();
+
+unsigned char nibbleOf(char c) { return kNibbleValues[static_cast<unsigned char>(c)]; }
+
+// Gathers decoded bytes and appends them in blocks.
+class DecodedBytes {
+ public:
+  explicit DecodedBytes(DataBuffer& out) : m_out(out) {}
+  bool put(unsigned char byte) {
+    m_block[m_used++] = byte;
+    return m_used < kDecodeBlock || flush();
+  }
+  bool flush() {
+    const bool appended = m_out.append(m_block, m_used);
+    m_used = 0;
+    return appended;
+  }
+
+ private:
+  DataBuffer& m_out;
+  unsigned int m_used = 0;
+  unsigned char m_block[kDecodeBlock];
+};
+
+}  // namespace
+
+bool StringBuffer::appendHexData(const unsigned char* data, unsigned int count) {
+  const StableText bytes(data, count, ownsAddress(data));
+  if (!bytes.ok()) return false;
+  Staging<kDumpBlock> staging(*this);
+  std::size_t column = 0;
+  for (const char byte : bytes.view()) {
+    DigitPair digits(byte);
+    const bool endsGroup = column % 2 == 1;
+    const bool endsLine = column == kBytesPerLine - 1;
+    if (!staging.put(endsGroup ? digits.before(endsLine ? '\n' : ' ') : digits.alone()))
+      return false;
+    column = endsLine ? 0 : column + 1;
+  }
+  return staging.flush();
+}
+
+bool StringBuffer::appendHexDataNoWS(const unsigned char* data, unsigned int count, bool spaced) {
+  const StableText bytes(data, count, ownsAddress(data));
+  if (!bytes.ok()) return false;
+  Staging<kRunBlock> staging(*this);
+  for (const char byte : bytes.view()) {
+    const DigitPair digits(byte);
+    if (!staging.put(spaced ? digits.afterSpace() : digits.alone())) return false;
+  }
+  return staging.flush();
+}
+
+void StringBuffer::appendSmallDataAsSpacedHexString(const unsigned char* data, unsigned int count) {
+  const StableText bytes(data, count, ownsAddress(data));
+  if (!bytes.ok()) return;
+  Staging<kRunBlock> staging(*this);
+  for (const char byte : bytes.view()) staging.put(DigitPair(byte).before(' '));
+  staging.flush();
+}
+
+bool StringBuffer::appendBase64(const unsigned char* data, unsigned int count) {
+  ContentCoding coding;
+  return coding.encodeBase64_noCrLf(data, count, *this);
+}
+
+bool StringBuffer::hexStringToBinary2(const char* hex, unsigned int count, DataBuffer& out) {
+  if (hex == nullptr || count == 0 || *hex == '\0') return true;
+  DecodedBytes decoded(out);
+  if (count % 2 == 1) {
+    // Deliberate: a single character, or one before a NUL, gives no byte.
+    if (count == 1 || hex[1] == '\0') return true;
+    decoded.put(nibbleOf(*hex++));
+    --count;
+  }
+  for (unsigned int i = 0; i < count; i += 2) {
+    const unsigned int byte = nibbleOf(hex[i]) * 16U + nibbleOf(hex[i + 1]);
+    if (!decoded.put(static_cast<unsigned char>(byte))) return false;
+  }
+  return decoded.flush();
+}
+
+bool StringBuffer::hexStringToBinary(DataBuffer& out) const {
+  return hexStringToBinary2(m_data, contentSize(), out);
+}
+
+void StringBuffer::canonicalizeHexString() {
+  if (contentSize() % 2 == 1) prepend("0");
+}
+
+bool StringBuffer::decode(const char* encodingName, DataBuffer& out, LogBase& log) const {
+  const int encoding = _clsEncode::parseEncodingName(encodingName);
+  if (encoding == 0) {
+    log.LogError("Unrecognized binary encoding");
+    log.LogData("binaryEncodingName", encodingName);
+    return false;
+  }
+  return _clsEncode::decodeBinary(encoding, *this, out, true, log);
+}

@@ -1,0 +1,45 @@
+#ifndef DORVANE_TEXT_INTERNAL_SAVEDTAIL_H
+#define DORVANE_TEXT_INTERNAL_SAVEDTAIL_H
+
+#include <cstddef>
+#include <cstring>
+#include <string_view>
+
+#include "support/dvMemory.h"
+
+namespace dorvane::internal {
+
+/// A copy of the end of a content, which is cut off, changed before and
+/// appended again. A tail of up to 400 bytes needs no memory from the heap. The
+/// copy of a secret is wiped.
+class SavedTail {
+ public:
+  static constexpr std::size_t kLocalSize = 400;
+
+  SavedTail(std::string_view tail, bool secure) : m_size(tail.size()), m_secure(secure) {
+    if (m_size > kLocalSize) m_block = m_onHeap = dvNewChar(static_cast<unsigned int>(m_size));
+    if (m_block != nullptr) std::memcpy(m_block, tail.data(), m_size);
+  }
+  SavedTail(const SavedTail&) = delete;
+  SavedTail& operator=(const SavedTail&) = delete;
+  ~SavedTail() {
+    if (m_secure && m_block != nullptr) dvSecureZero(m_block, m_size);
+    delete[] m_onHeap;
+  }
+
+  /// False when the copy could not be allocated.
+  bool ok() const { return m_block != nullptr; }
+  const char* data() const { return m_block; }
+  unsigned int size() const { return static_cast<unsigned int>(m_size); }
+
+ private:
+  std::size_t m_size;
+  bool m_secure;
+  char* m_onHeap = nullptr;
+  char m_local[kLocalSize];
+  char* m_block = m_local;
+};
+
+}  // namespace dorvane::internal
+
+#endif

@@ -1,0 +1,64 @@
+#ifndef DORVANE_TEXT_INTERNAL_STAGING_H
+#define DORVANE_TEXT_INTERNAL_STAGING_H
+
+#include <cstddef>
+#include <cstring>
+#include <string_view>
+
+#include "core/StringBuffer.h"
+#include "support/dvMemory.h"
+
+namespace dorvane::internal {
+
+/// Appends bytes in blocks of the given size, as appendN() does; a block for
+/// which the buffer cannot grow is left out. False when one was.
+inline bool appendInBlocks(StringBuffer& out, std::string_view bytes, std::size_t blockSize) {
+  bool complete = true;
+  while (!bytes.empty()) {
+    const std::string_view block = bytes.substr(0, blockSize);
+    complete = out.appendN(block.data(), static_cast<unsigned int>(block.size())) && complete;
+    bytes.remove_prefix(block.size());
+  }
+  return complete;
+}
+
+/// Gathers small pieces and appends them to a buffer in blocks of at most
+/// `kSize` bytes, as appendN() does: the steps in which the buffer grows can be
+/// seen from outside, so they are part of what a member promises. A block for
+/// which the buffer cannot grow is dropped.
+template <std::size_t kSize>
+class Staging {
+ public:
+  explicit Staging(StringBuffer& out) : m_out(out) {}
+  Staging(const Staging&) = delete;
+  Staging& operator=(const Staging&) = delete;
+  ~Staging() { dvSecureZero(m_block, m_used); }
+
+  /// Stages a piece of at most kSize bytes; flushes first when it does not fit.
+  /// The result is that of the flush.
+  bool put(std::string_view piece) {
+    const bool flushed = m_used + piece.size() <= kSize || flush();
+    std::memcpy(m_block + m_used, piece.data(), piece.size());
+    m_used += piece.size();
+    return flushed;
+  }
+
+  std::size_t used() const { return m_used; }
+  std::size_t room() const { return kSize - m_used; }
+
+  /// Appends what is staged; false when the buffer cannot grow.
+  bool flush() {
+    const bool appended = m_out.appendN(m_block, static_cast<unsigned int>(m_used));
+    m_used = 0;
+    return appended;
+  }
+
+ private:
+  StringBuffer& m_out;
+  std::size_t m_used = 0;
+  char m_block[kSize];
+};
+
+}  // namespace dorvane::internal
+
+#endif
