@@ -196,12 +196,5 @@ void StringBuffer::logSbMemUsage(LogBase& log) const {
   const LogContextExitor context(log, "sbMemUsage");
   log.LogDataLong("bufSize", static_cast<long>(m_capacity));
   log.LogDataLong("dataSize", static_cast<long>(m_length));
-  if (isNonTerminated()) {
-    StringBuffer terminated;
-    terminated.m_secure = m_secure;
-    terminated.appendBytes(content());
-    log.LogData("str", terminated.m_data);
-  } else {
-    log.LogData("str", m_data);
-  }
+  withTerminatedText([&log](const char* text) { log.LogData("str", text); });
 }

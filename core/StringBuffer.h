@@ -885,6 +885,17 @@ class StringBuffer : public NonRefCountedObj {
   std::string_view content() const noexcept { return {m_data, contentSize()}; }
   std::string_view text() const noexcept;
 
+  // What `use` makes of the content as a NUL-terminated text. A caller may have overwritten the
+  // terminator; the text still ends where the content does.
+  template <class Use>
+  auto withTerminatedText(const Use& use) const {
+    if (!isNonTerminated()) return use(static_cast<const char*>(m_data));
+    StringBuffer copy;
+    copy.m_secure = m_secure;
+    copy.appendBytes(content());
+    return use(static_cast<const char*>(copy.m_data));
+  }
+
   // True when `p` points into this buffer's storage, so that changing the
   // buffer may change or release what `p` points at.
   bool ownsAddress(const void* p) const noexcept;

@@ -1,10 +1,14 @@
 #ifndef DORVANE_SUPPORT_CHARTABLES_H
 #define DORVANE_SUPPORT_CHARTABLES_H
 
+/// @file
+/// The two character tables that several members share.
+
+// clang-format off
+
 /// Number of continuation bytes that follow a UTF-8 lead byte, by the lead byte, in the original
 /// definition of UTF-8 (RFC 2279, sequences of up to six bytes). Deliberate: a continuation byte
 /// has 0, so that a stray one counts as a character of one byte.
-// clang-format off
 inline constexpr unsigned char trailingBytesForUTF8[256] = {
     0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
     0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,

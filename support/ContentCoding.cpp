@@ -55,7 +55,7 @@ class EncodedBlock {
   static constexpr unsigned int kMostBytes = kGroups * kBytesPerGroup;
   static constexpr unsigned int kMostSymbols = kGroups * kSymbolsPerGroup;
 
-  EncodedBlock() noexcept {}  // leaves the array as it is
+  EncodedBlock() = default;  // leaves the array as it is
   EncodedBlock(const EncodedBlock&) = delete;
   EncodedBlock& operator=(const EncodedBlock&) = delete;
   ~EncodedBlock() { dvSecureZero(m_symbols, m_mostUsed); }
@@ -115,6 +115,7 @@ bool encodeCopy(const unsigned char* bytes, unsigned int n, StringBuffer& out) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): used through an object
 bool ContentCoding::encodeBase64_noCrLf(const void* data, unsigned int n, StringBuffer& out) {
   const auto* const bytes = static_cast<const unsigned char*>(data);
   if (bytes == nullptr) return true;
@@ -123,6 +124,7 @@ bool ContentCoding::encodeBase64_noCrLf(const void* data, unsigned int n, String
   return makeRoom(encodedSize(n), out) && encode(bytes, n, out);
 }
 
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): used through an object
 bool ContentCoding::decodeBase64ToDb(const char* text, unsigned int n, DataBuffer& out) {
   if (text == nullptr) return true;
   Misfits ignored;

@@ -1,13 +1,13 @@
 #include "support/EncodingConvert.h"
 
 #include <cstddef>
-#include <functional>
 
 #include "support/DataBuffer.h"
 #include "support/LogBase.h"
 #include "support/LogContextExitor.h"
 #include "support/Psdk.h"
 #include "support/dvFormat.h"
+#include "support/internal/AddressRange.h"
 #include "support/internal/CodePages.h"
 
 using dorvane::internal::ByteBlock;
@@ -15,6 +15,7 @@ using dorvane::internal::CharacterBlock;
 using dorvane::internal::CodePage;
 using dorvane::internal::Faults;
 using dorvane::internal::findCodePage;
+using dorvane::internal::pointsInto;
 using dorvane::internal::SourceText;
 
 namespace {
@@ -28,7 +29,7 @@ class Conversion {
         m_to(to),
         m_source(source),
         m_out(out),
-        m_sourceIsInOut(isContentOf(out, source.start())) {}
+        m_sourceIsInOut(pointsInto(source.start(), out.getData2(), out.getSize())) {}
 
   // False when memory is exhausted.
   bool run() {
@@ -40,13 +41,6 @@ class Conversion {
   const Faults& faults() const noexcept { return m_faults; }
 
  private:
-  static bool isContentOf(const DataBuffer& buffer, const unsigned char* address) noexcept {
-    const std::less<const unsigned char*> isBefore;
-    const unsigned char* const first = buffer.getData2();
-    return first != nullptr && !isBefore(address, first) &&
-           isBefore(address, first + buffer.getSize());
-  }
-
   bool step() {
     constexpr unsigned int kWorthCopying = 16;
     const bool bothExtendAscii = m_from.extendsAscii && m_to.extendsAscii;
@@ -101,6 +95,7 @@ bool refuseLength(int n, LogBase& log) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): used through an object
 bool EncodingConvert::EncConvert(int fromCodePage, int toCodePage, const unsigned char* source,
                                  unsigned int n, DataBuffer& out, LogBase& log) {
   const LogContextExitor context(log, "EncodingConvert");

@@ -24,9 +24,13 @@ class LogBase {
   /// Records a named integer in decimal, through LogData().
   void LogDataLong(const char* name, long value);
 
-  /// Number of errors, values and contexts recorded since construction or clear().
+  /// Number of errors that are recorded.
   unsigned int errorCount() const noexcept { return m_errors; }
+
+  /// Number of values that are recorded.
   unsigned int valueCount() const noexcept { return m_values; }
+
+  /// Number of contexts that are recorded.
   unsigned int contextCount() const noexcept { return m_contexts; }
 
   /// The text of the error at `index`, in the order of recording; null when there is none. The
@@ -50,10 +54,12 @@ class LogBase {
   void clear() noexcept;
 
  protected:
-  /// Called when a LogContextExitor opens and closes a context. A context that recorded nothing
-  /// is forgotten when it closes, so that a long-lived log of a derived class, which keeps its
-  /// entries elsewhere, does not grow.
+  /// Called when a LogContextExitor opens a context.
   virtual void enterContext(const char* name);
+
+  /// Called when a LogContextExitor closes the innermost context. A context that recorded
+  /// nothing is forgotten then, so that a long-lived log of a derived class, which keeps its
+  /// entries elsewhere, does not grow.
   virtual void leaveContext();
 
  private:

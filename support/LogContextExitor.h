@@ -7,8 +7,12 @@ class LogBase;
 /// contexts of one log close in the reverse order of opening.
 class LogContextExitor {
  public:
+  /// Opens the context; a null name is the empty one.
   LogContextExitor(LogBase& log, const char* contextName);
+
+  /// Closes the context.
   ~LogContextExitor();
+
   LogContextExitor(const LogContextExitor&) = delete;
   LogContextExitor& operator=(const LogContextExitor&) = delete;
 

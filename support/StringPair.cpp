@@ -11,6 +11,11 @@ std::size_t sizeWithNul(const char* text) noexcept {
   return text == nullptr ? 0 : std::strlen(text) + 1;
 }
 
+const char* copyTo(char* room, const char* text, std::size_t size) noexcept {
+  std::memcpy(room, text, size);
+  return room;
+}
+
 }  // namespace
 
 StringPair::StringPair(const char* key, const char* value) {
@@ -19,8 +24,8 @@ StringPair::StringPair(const char* key, const char* value) {
   if (valueSize + keySize == 0) return;
   m_texts.reset(new (std::nothrow) char[valueSize + keySize]);
   if (m_texts == nullptr) return;
-  if (value != nullptr) m_value = std::strcpy(m_texts.get(), value);
-  if (key != nullptr) m_key = std::strcpy(m_texts.get() + valueSize, key);
+  if (value != nullptr) m_value = copyTo(m_texts.get(), value, valueSize);
+  if (key != nullptr) m_key = copyTo(m_texts.get() + valueSize, key, keySize);
 }
 
 StringPair::~StringPair() = default;

@@ -11,6 +11,7 @@
 #include "support/dvFormat.h"
 #include "support/dvString.h"
 #include "support/internal/BinaryDecoders.h"
+#include "support/internal/ContentOf.h"
 
 namespace internal = dorvane::internal;
 using internal::Misfits;
@@ -39,13 +40,6 @@ bool isNameOf(const Encoding& encoding, const char* name) noexcept {
   for (const char* const known : encoding.names)
     if (known != nullptr && dvStrICmp(known, name) == 0) return true;
   return false;
-}
-
-// The content. A buffer whose block was released keeps its length until it is emptied; there is
-// nothing to decode then.
-std::string_view contentOf(const StringBuffer& text) noexcept {
-  const bool holdsItsLength = text.pCharAt(text.getSize()) != nullptr;
-  return {text.getString(), holdsItsLength ? text.getSize() : 0};
 }
 
 void logNumber(LogBase& log, const char* name, std::size_t value) {
@@ -80,7 +74,8 @@ bool _clsEncode::decodeBinary(int encoding, const StringBuffer& text, DataBuffer
   }
   const Encoding& known = kEncodings[encoding - 1];
   Misfits misfits;
-  if (!known.decode(contentOf(text), out, misfits)) return fail(log, "Out of memory", known);
+  if (!known.decode(dorvane::internal::contentOf(text), out, misfits))
+    return fail(log, "Out of memory", known);
   if (misfits.count == 0) return true;
   fail(log, "The text is malformed", known);
   logNumber(log, "misfits", misfits.count);

@@ -168,13 +168,15 @@ unsigned long long _dvHashMap::hashOf(const char* key) const noexcept {
 
 // Room for one more key. A map that cannot grow goes on with longer chains.
 bool _dvHashMap::makeRoom() noexcept {
-  if (m_size < m_bucketCount || m_bucketCount == kMostBuckets) return true;
-  return resize(m_bucketCount == 0 ? kFirstBuckets : m_bucketCount * 2) || m_bucketCount != 0;
+  if (m_size >= m_bucketCount && m_bucketCount != kMostBuckets)
+    resize(m_bucketCount == 0 ? kFirstBuckets : m_bucketCount * 2);
+  return m_bucketCount != 0;
 }
 
-bool _dvHashMap::resize(unsigned int buckets) noexcept {
+// Changes nothing when memory is exhausted.
+void _dvHashMap::resize(unsigned int buckets) noexcept {
   auto** const fresh = new (std::nothrow) Entry*[buckets]();
-  if (fresh == nullptr) return false;
+  if (fresh == nullptr) return;
   for (unsigned int i = 0; i < m_bucketCount; ++i) {
     while (Entry* const entry = m_buckets[i]) {
       m_buckets[i] = entry->next;
@@ -183,5 +185,4 @@ bool _dvHashMap::resize(unsigned int buckets) noexcept {
   }
   delete[] std::exchange(m_buckets, fresh);
   m_bucketCount = buckets;
-  return true;
 }

@@ -39,7 +39,7 @@ class _dvHashMap {
   Entry** findLink(const char* key, unsigned long long hash) const noexcept;
   unsigned long long hashOf(const char* key) const noexcept;
   bool makeRoom() noexcept;
-  bool resize(unsigned int buckets) noexcept;
+  void resize(unsigned int buckets) noexcept;
 
   Entry** m_buckets = nullptr;     // chains of entries
   unsigned int m_bucketCount = 0;  // 0 or a power of two

@@ -1,5 +1,6 @@
 #include "support/_dvMd5.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -104,7 +105,7 @@ struct State {
   template <class Round, unsigned int kStep>
   static void step(std::uint32_t& w, std::uint32_t x, std::uint32_t y, std::uint32_t z,
                    const unsigned char* block) noexcept {
-    constexpr unsigned int kWord = (Round::kStart + Round::kStride * kStep) % 16;
+    constexpr std::size_t kWord = (Round::kStart + Round::kStride * kStep) % 16;
     constexpr unsigned int kBits = Round::kRotations[kStep % 4];
     const std::uint32_t sum =
         w + load(block + 4 * kWord) + kSines[Round::kFirstSine + kStep] + Round::mix(x, y, z);
@@ -139,6 +140,7 @@ class Tail {
 
 }  // namespace
 
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): used through an object
 void _dvMd5::digestBytes(const unsigned char* data, unsigned int n,
                          unsigned char* digest16) noexcept {
   const unsigned int size = data == nullptr ? 0 : n;

@@ -6,8 +6,10 @@
 #include "core/StringBuffer.h"
 #include "support/ByteSet.h"
 #include "support/dvFormat.h"
+#include "support/internal/ContentOf.h"
 
 using dorvane::internal::ByteSet;
+using dorvane::internal::contentOf;
 
 namespace {
 
@@ -39,13 +41,12 @@ void appendEncoded(std::string_view text, StringBuffer& out) {
 
 bool _dvUrlEncode::urlEncodeSb(StringBuffer& text) {
   constexpr std::uint64_t kMostBytes = 0xFFFFFFFFU;
-  const std::string_view content(text.getString(), text.getSize());
+  const std::string_view content = contentOf(text);
   const std::uint64_t size = encodedSize(content);
   if (size == content.size()) return true;
   // The text may be secret, whether or not its buffer is marked secure.
   StringBuffer encoded;
   encoded.setSecureBuf(true);
-  encoded.setExtendSize(text.getExtendSize());
   if (size > kMostBytes || !encoded.expectNumBytes(static_cast<unsigned int>(size))) return false;
   appendEncoded(content, encoded);
   text.takeSb(encoded);

@@ -82,17 +82,17 @@ unsigned int readHex(const char* text, std::size_t most) noexcept {
 }
 
 // For the text of a number whose value no double can hold: true when it is below 1. Its decimal
-// exponent is that of its first digit other than 0, moved by the exponent that follows.
+// exponent is, give or take one, the distance from its first digit other than 0 to the point,
+// moved by the exponent that follows.
 bool isBelowOne(std::string_view number) noexcept {
   const std::size_t mantissaSize = std::min(number.find_first_of("eE"), number.size());
   const std::string_view mantissa = number.substr(0, mantissaSize);
   const std::size_t point = std::min(mantissa.find('.'), mantissa.size());
   const std::size_t first = std::min(mantissa.find_first_not_of("0."), mantissa.size());
-  const long long digitExponent =
-      static_cast<long long>(point) - static_cast<long long>(first) + (first < point ? -1 : 0);
+  const long long distance = static_cast<long long>(point) - static_cast<long long>(first);
   std::string_view exponent = number.substr(std::min(mantissaSize + 1, number.size()));
   constexpr long long kBeyondAnyText = std::numeric_limits<long long>::max() / 2;
-  return readDecimal(exponent).toSigned(kBeyondAnyText) + digitExponent < 0;
+  return readDecimal(exponent).toSigned(kBeyondAnyText) + distance < 0;
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #ifndef DORVANE_SUPPORT_DVPARSE_H
 #define DORVANE_SUPPORT_DVPARSE_H
 
+/// @file
 /// Number parsing, independent of the locale. A null text is empty.
 ///
 /// A decimal number is: any spaces, TABs, CRs and LFs, one optional "+" or "-", and digits; what

@@ -1,6 +1,7 @@
 #ifndef DORVANE_SUPPORT_DVSTRING_H
 #define DORVANE_SUPPORT_DVSTRING_H
 
+/// @file
 /// Helpers for NUL-terminated texts. A null text reads as the empty text. Case is that of the
 /// ASCII letters, never the locale's.
 

@@ -198,7 +198,9 @@ char StringBuffer::lastChar() const noexcept {
 }
 
 bool StringBuffer::matches(const char* pattern, bool caseSensitive) const noexcept {
-  return pattern != nullptr && wildcardMatch(m_data, pattern, caseSensitive);
+  return pattern != nullptr && withTerminatedText([=](const char* text) {
+           return wildcardMatch(text, pattern, caseSensitive);
+         });
 }
 
 unsigned int StringBuffer::countCharOccurances(char ch) const noexcept {

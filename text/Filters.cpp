@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "core/StringBuffer.h"
+#include "core/internal/Limits.h"
 #include "support/ByteSet.h"
 #include "support/internal/Ascii.h"
 #include "support/internal/Search.h"
@@ -224,18 +225,23 @@ unsigned int StringBuffer::toLF() { return replaceAllWithUchar("\r\n", '\n'); }
 
 void StringBuffer::indent(char ch, unsigned int count) {
   StringBuffer lineFeedAndPad;
+  lineFeedAndPad.m_secure = m_secure;
   if (!lineFeedAndPad.appendChar('\n') || !lineFeedAndPad.appendCharN(ch, count)) return;
   const std::string_view indented = lineFeedAndPad.text();
   const std::size_t padSize = indented.size() - 1;
+  // Too many lines to fit are refused before any is indented.
+  const std::string_view lines = text();
+  const auto lineFeeds = static_cast<std::uint64_t>(std::count(lines.begin(), lines.end(), '\n'));
+  if (contentSize() + (lineFeeds + 1) * padSize > kMaxContent) return;
   if (!prepend(indented.data() + 1)) return;
 
   const std::string_view old = text();
   StringBuffer out;
   out.m_secure = m_secure;
-  const std::uint64_t lines = replaceMatches(
+  const std::uint64_t replaced = replaceMatches(
       old, 1, indented, [](std::string_view rest) { return findBytes(rest, "\n"); }, out);
-  if (lines == 0) return;
-  if (out.m_length == old.size() + lines * padSize) {
+  if (replaced == 0) return;
+  if (out.m_length == old.size() + replaced * padSize) {
     takeSb(out);
   } else {
     // A pad did not fit: the first one goes again.

@@ -9,9 +9,11 @@
 #include "support/DataBuffer.h"
 #include "support/LogBase.h"
 #include "support/_clsEncode.h"
+#include "support/internal/AddressRange.h"
 #include "text/internal/StableText.h"
 #include "text/internal/Staging.h"
 
+using dorvane::internal::pointsInto;
 using dorvane::internal::StableText;
 using dorvane::internal::Staging;
 
@@ -82,6 +84,19 @@ class DecodedBytes {
   unsigned char m_block[kDecodeBlock];
 };
 
+bool decodeHex(std::string_view hex, DataBuffer& out) {
+  DecodedBytes decoded(out);
+  if (hex.size() % 2 == 1) {
+    decoded.put(nibbleOf(hex.front()));
+    hex.remove_prefix(1);
+  }
+  for (std::size_t i = 0; i < hex.size(); i += 2) {
+    const unsigned int byte = nibbleOf(hex[i]) * 16U + nibbleOf(hex[i + 1]);
+    if (!decoded.put(static_cast<unsigned char>(byte))) return false;
+  }
+  return decoded.flush();
+}
+
 }  // namespace
 
 bool StringBuffer::appendHexData(const unsigned char* data, unsigned int count) {
@@ -126,18 +141,10 @@ bool StringBuffer::appendBase64(const unsigned char* data, unsigned int count) {
 
 bool StringBuffer::hexStringToBinary2(const char* hex, unsigned int count, DataBuffer& out) {
   if (hex == nullptr || count == 0 || *hex == '\0') return true;
-  DecodedBytes decoded(out);
-  if (count % 2 == 1) {
-    // Deliberate: a single character, or one before a NUL, gives no byte.
-    if (count == 1 || hex[1] == '\0') return true;
-    decoded.put(nibbleOf(*hex++));
-    --count;
-  }
-  for (unsigned int i = 0; i < count; i += 2) {
-    const unsigned int byte = nibbleOf(hex[i]) * 16U + nibbleOf(hex[i + 1]);
-    if (!decoded.put(static_cast<unsigned char>(byte))) return false;
-  }
-  return decoded.flush();
+  // Deliberate: a single character, or one before a NUL, gives no byte.
+  if (count == 1 || (count % 2 == 1 && hex[1] == '\0')) return true;
+  const StableText text(hex, count, pointsInto(hex, out.getData2(), out.getBufSize()));
+  return text.ok() && decodeHex(text.view(), out);
 }
 
 bool StringBuffer::hexStringToBinary(DataBuffer& out) const {

@@ -1,5 +1,8 @@
 // Numbers read from the text. Tested in tests/text/NumbersTest.cpp.
 
+#include <algorithm>
+#include <limits>
+
 #include "core/StringBuffer.h"
 #include "support/dvParse.h"
 #include "support/internal/Ascii.h"
@@ -8,10 +11,16 @@
 using dorvane::internal::hexDigitValue;
 using dorvane::internal::kHexDigits;
 
-int StringBuffer::intValue() const noexcept { return m_length == 0 ? 0 : dvIntValue(m_data); }
+// The shorter readers read the same number and bring it into their range.
+
+int StringBuffer::intValue() const noexcept {
+  using Limits = std::numeric_limits<int>;
+  return static_cast<int>(std::clamp<long long>(int64Value(), Limits::min(), Limits::max()));
+}
 
 unsigned int StringBuffer::uintValue() const noexcept {
-  return m_length == 0 ? 0 : dvUIntValue(m_data);
+  using Limits = std::numeric_limits<unsigned int>;
+  return static_cast<unsigned int>(std::clamp<long long>(int64Value(), 0, Limits::max()));
 }
 
 long long StringBuffer::int64Value() const noexcept {
@@ -22,7 +31,9 @@ long long StringBuffer::int64Value() const noexcept {
 
 long long StringBuffer::toInt64() const noexcept { return int64Value(); }
 
-double StringBuffer::doubleValue() const noexcept { return m_length == 0 ? 0.0 : dv_atof(m_data); }
+double StringBuffer::doubleValue() const noexcept {
+  return m_length == 0 ? 0.0 : withTerminatedText(dv_atof);
+}
 
 unsigned int StringBuffer::hexValueUint32(const char* text) noexcept {
   unsigned int value = 0;

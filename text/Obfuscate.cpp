@@ -2,8 +2,6 @@
 // Every temporary is secure: what is obfuscated is usually a secret. Tested in
 // tests/text/ObfuscateTest.cpp.
 
-#include <string_view>
-
 #include "core/StringBuffer.h"
 #include "support/ContentCoding.h"
 #include "support/DataBuffer.h"
@@ -14,12 +12,9 @@ using dorvane::internal::Permutation;
 
 namespace {
 
-// Unscrambles a text, decodes it and appends the bytes to `out`. False when
-// memory is exhausted; `out` is then as before.
-bool appendPlain(std::string_view obfuscated, StringBuffer& out) {
-  StringBuffer text;
-  text.setSecureBuf(true);
-  if (!text.appendN(obfuscated.data(), static_cast<unsigned int>(obfuscated.size()))) return false;
+// Unscrambles a text in place, decodes it and appends the bytes to `out`. False when memory is
+// exhausted; `out` is then as before.
+bool appendPlain(StringBuffer& text, StringBuffer& out) {
   const Permutation permutation({text.getString(), text.getSize()}, dvIsBigEndian());
   if (!permutation.ok()) return false;
   permutation.unscramble(text.pCharAt(0));
@@ -53,11 +48,16 @@ void StringBuffer::obfus() {
 }
 
 void StringBuffer::unobfus() {
+  StringBuffer scrambled;
   StringBuffer plain;
+  scrambled.setSecureBuf(true);
   plain.setSecureBuf(true);
-  if (appendPlain(content(), plain)) takeSb(plain);
+  // With the NULs at its end: the permutation follows from the whole length.
+  if (scrambled.appendBytes(content()) && appendPlain(scrambled, plain)) takeSb(plain);
 }
 
 bool StringBuffer::appendObfus(const char* text) {
-  return text == nullptr || *text == '\0' || appendPlain(text, *this);
+  StringBuffer scrambled;
+  scrambled.setSecureBuf(true);
+  return scrambled.append(text) && appendPlain(scrambled, *this);
 }

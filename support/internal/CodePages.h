@@ -49,7 +49,7 @@ struct Character {
 struct CharacterBlock {
   static constexpr unsigned int kCapacity = 128;
 
-  CharacterBlock() noexcept {}  // leaves the array as it is
+  CharacterBlock() = default;  // leaves the array as it is
   CharacterBlock(const CharacterBlock&) = delete;
   CharacterBlock& operator=(const CharacterBlock&) = delete;
   ~CharacterBlock() { dvSecureZero(characters, sizeof(characters)); }
@@ -62,7 +62,7 @@ struct CharacterBlock {
 struct ByteBlock {
   static constexpr unsigned int kMostBytesPerCharacter = 4;
 
-  ByteBlock() noexcept {}  // leaves the array as it is
+  ByteBlock() = default;  // leaves the array as it is
   ByteBlock(const ByteBlock&) = delete;
   ByteBlock& operator=(const ByteBlock&) = delete;
   ~ByteBlock() { dvSecureZero(bytes, sizeof(bytes)); }

@@ -1,10 +1,9 @@
 #include "support/internal/Search.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <cstring>
 
-#include "support/internal/Ascii.h"
+#include "support/internal/TwoWay.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -13,38 +12,10 @@
 // Candidates are the positions where the first and the last byte of the needle fit; they are
 // found 16 at a time where the processor can. Only there are the bytes between compared. When a
 // hostile text makes these comparisons cost more than the scan itself, the rest is searched by
-// the two-way algorithm (Crochemore and Perrin, "Two-way string-matching", 1991), which is
-// linear and needs no table.
+// the two-way algorithm.
 
 namespace dorvane::internal {
 namespace {
-
-// How bytes are compared: as they are, or with ASCII letters folded to lower case. Setting the
-// fold bit of a letter makes both of its cases one value.
-struct Exact {
-  static constexpr unsigned char fold(unsigned char c) noexcept { return c; }
-  static constexpr unsigned char foldBit(unsigned char) noexcept { return 0; }
-};
-
-struct NoCase {
-  static constexpr unsigned char fold(unsigned char c) noexcept { return asciiLower(c); }
-  static constexpr unsigned char foldBit(unsigned char c) noexcept {
-    return isAsciiLetter(c) ? 0x20 : 0;
-  }
-};
-
-template <class Rule>
-unsigned char folded(char c) noexcept {
-  return Rule::fold(static_cast<unsigned char>(c));
-}
-
-// Number of equal bytes at the start of two texts of at least n bytes.
-template <class Rule>
-std::size_t equalBytes(const char* a, const char* b, std::size_t n) noexcept {
-  std::size_t i = 0;
-  while (i < n && folded<Rule>(a[i]) == folded<Rule>(b[i])) ++i;
-  return i;
-}
 
 // A byte to look for, in both cases when the rule says so.
 struct Probe {
@@ -104,93 +75,6 @@ class Candidates {
   std::size_t m_positions;
   Probe m_first;
   Probe m_last;
-};
-
-template <class Rule>
-class TwoWay {
- public:
-  explicit TwoWay(std::string_view needle) noexcept : m_needle(needle) {
-    factorize();
-    m_periodic = m_period + m_split <= needle.size() &&
-                 equalBytes<Rule>(needle.data(), needle.data() + m_period, m_split) == m_split;
-    if (!m_periodic) m_period = std::max(m_split, needle.size() - m_split) + 1;
-  }
-
-  const char* find(std::string_view hay) const noexcept {
-    const std::size_t size = m_needle.size();
-    std::size_t known = 0;  // bytes of the needle that are known to match from earlier rounds
-    for (std::size_t pos = 0; pos + size <= hay.size();) {
-      const char* at = hay.data() + pos;
-      const std::size_t right = matchRight(at, std::max(m_split, known));
-      if (right < size) {
-        pos += right - m_split + 1;
-        known = 0;
-        continue;
-      }
-      if (matchesLeft(at, known)) return at;
-      pos += m_period;
-      known = m_periodic ? size - m_period : 0;
-    }
-    return nullptr;
-  }
-
- private:
-  struct Suffix {
-    std::size_t start = 0;
-    std::size_t period = 1;
-  };
-
-  unsigned char at(std::size_t i) const noexcept { return folded<Rule>(m_needle[i]); }
-
-  // The critical factorization: the later one of the maximal suffixes under both byte orders.
-  void factorize() noexcept {
-    const Suffix less = maximalSuffix(false);
-    const Suffix greater = maximalSuffix(true);
-    const Suffix& later = less.start > greater.start ? less : greater;
-    m_split = later.start;
-    m_period = later.period;
-  }
-
-  Suffix maximalSuffix(bool reversed) const noexcept {
-    Suffix suffix;
-    std::size_t rival = 1;    // start of the suffix that is compared
-    std::size_t matched = 0;  // bytes that both have in common, within one period
-    while (rival + matched < m_needle.size()) {
-      const unsigned char a = at(rival + matched);
-      const unsigned char b = at(suffix.start + matched);
-      if (a == b) {
-        if (++matched == suffix.period) {
-          rival += matched;
-          matched = 0;
-        }
-      } else if ((a < b) != reversed) {
-        rival += matched + 1;
-        matched = 0;
-        suffix.period = rival - suffix.start;
-      } else {
-        suffix = {rival, 1};
-        ++rival;
-        matched = 0;
-      }
-    }
-    return suffix;
-  }
-
-  // Index of the first byte from `from` on that differs; the needle's size when none does.
-  std::size_t matchRight(const char* text, std::size_t from) const noexcept {
-    return from + equalBytes<Rule>(m_needle.data() + from, text + from, m_needle.size() - from);
-  }
-
-  bool matchesLeft(const char* text, std::size_t known) const noexcept {
-    std::size_t i = m_split;
-    while (i > known && folded<Rule>(text[i - 1]) == at(i - 1)) --i;
-    return i <= known;
-  }
-
-  std::string_view m_needle;
-  std::size_t m_split = 0;
-  std::size_t m_period = 1;
-  bool m_periodic = false;
 };
 
 template <class Rule>

@@ -170,6 +170,30 @@ TEST(ContentCoding, GrowsAsIfTheTextWereAppendedInOnePiece) {
   }
 }
 
+TEST(ContentCoding, GrowsExactlyWhenTheTextDoesNotFit) {
+  const std::string data = randomBytes(3075);
+  const std::string text = referenceOf(data);
+  const std::string content(100, 'k');
+  for (const unsigned int capacity : {4199U, 4200U, 4201U, 4202U}) {
+    StringBuffer out;
+    out.setExtendSize(capacity - 101);
+    harness::fill(out, content);
+    ASSERT_EQ(out.heapUsage(), capacity);
+    StringBuffer expected;
+    expected.setExtendSize(capacity - 101);
+    harness::fill(expected, content);
+    if (capacity <= 4200) {
+      const FailAllocation fail(1);
+      EXPECT_FALSE(encode(data, out));
+      EXPECT_TRUE(holds(out, content, capacity, capacity - 101));
+    }
+    ASSERT_TRUE(encode(data, out));
+    ASSERT_TRUE(expected.appendN(text.data(), sizeOf(text)));
+    EXPECT_EQ(stateOf(out), stateOf(expected)) << capacity;
+    EXPECT_EQ(out.heapUsage() == capacity, capacity > 4200) << capacity;
+  }
+}
+
 TEST(ContentCoding, EncodesWithASingleAllocation) {
   const std::string data = randomBytes(3 * kMiB);
   StringBuffer out;

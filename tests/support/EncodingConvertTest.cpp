@@ -106,8 +106,39 @@ std::string sample(int page) {
 }
 
 TEST(EncodingConvert, ConvertsBetweenAllUnicodeForms) {
-  for (const int from : kUnicodePages)
-    for (const int to : kUnicodePages) expectExact(from, to, sample(from), sample(to));
+  for (const int from : kUnicodePages) {
+    for (const int to : kUnicodePages) {
+      std::string source;
+      std::string expected;
+      for (int i = 0; i < 40; ++i) {
+        expectExact(from, to, source, expected);
+        source += sample(from);
+        expected += sample(to);
+      }
+    }
+  }
+}
+
+TEST(EncodingConvert, ConvertsAsciiToEveryForm) {
+  const std::string text(200, 'x');
+  std::string wide;
+  std::string wider;
+  for (const char c : text) {
+    wide += {'\0', c};
+    wider += {'\0', '\0', '\0', c};
+  }
+  for (const int page : {kUtf8, kAscii, 437, 1252, 28591}) {
+    expectExact(page, kUtf8, text, text);
+    expectExact(page, kAscii, text, text);
+    expectExact(page, kUtf16Be, text, wide);
+    expectExact(page, kUtf16Le, text, swapped(wide, 2));
+    expectExact(page, kUtf32Be, text, wider);
+    expectExact(page, kUtf32Le, text, swapped(wider, 4));
+    expectExact(kUtf16Be, page, wide, text);
+    expectExact(kUtf16Le, page, swapped(wide, 2), text);
+    expectExact(kUtf32Be, page, wider, text);
+    expectExact(kUtf32Le, page, swapped(wider, 4), text);
+  }
 }
 
 TEST(EncodingConvert, AddsAndRemovesNoByteOrderMark) {
@@ -395,6 +426,18 @@ TEST(EncodingConvert, UsesTheSystemPages) {
   EXPECT_TRUE(converter.MultiByteToAnsi(kUtf8, bytesOf(accent), 2, toAnsi, log));
   EXPECT_EQ(contentOf(toAnsi), "\x82");
   Psdk::setAnsiCodePage(0);
+  EXPECT_EQ(log.errorCount(), 0U);
+}
+
+TEST(EncodingConvert, TakesALengthOfZero) {
+  EncodingConvert converter;
+  LogBase log;
+  DataBuffer out;
+  EXPECT_TRUE(converter.AnsiToMultiByte(kUtf8, "a", 0, out, log));
+  EXPECT_TRUE(converter.MultiByteToAnsi(kUtf8, bytesOf("a"), 0, out, log));
+  EXPECT_TRUE(converter.OemToMultiByte(kUtf8, "a", 0, out, log));
+  EXPECT_TRUE(converter.MultiByteToOem(kUtf8, bytesOf("a"), 0, out, log));
+  EXPECT_EQ(out.getSize(), 0U);
   EXPECT_EQ(log.errorCount(), 0U);
 }
 

@@ -224,15 +224,20 @@ TEST(LogBase, LeavesOutWhatFindsNoMemory) {
 
 TEST(LogBase, ReportsThatTheTextFindsNoMemory) {
   LogBase log;
-  log.LogError(std::string(500, 'e').c_str());
+  const LogContextExitor outer(log, "outer");
+  const LogContextExitor inner(log, std::string(90, 'c').c_str());
+  for (int i = 0; i < 30; ++i) log.LogError(std::string(200, i % 2 == 0 ? 'e' : '\n').c_str());
+  const std::string expected = textOf(log);
   StringBuffer out;
-  bool done = true;
-  {
-    const harness::FailAllocation fail(1);
-    done = log.toText(out);
-  }
-  EXPECT_FALSE(done);
-  EXPECT_TRUE(harness::invariantsHold(out));
+  bool done = false;
+  const long failed = harness::failEveryAllocation(
+      [&] { out.clear(); }, [&] { done = log.toText(out); },
+      [&] {
+        EXPECT_EQ(done, harness::bytesOf(out) == expected);
+        EXPECT_EQ(harness::bytesOf(out), expected.substr(0, out.getSize()));
+        EXPECT_TRUE(harness::invariantsHold(out));
+      });
+  EXPECT_GT(failed, 3);
 }
 
 TEST(LogNull, DiscardsEverything) {

@@ -40,6 +40,17 @@ TEST(ParseEngine, CopiesItsText) {
   EXPECT_TRUE(engine.atEnd());
 }
 
+TEST(ParseEngine, StartsAgainWithANewText) {
+  ParseEngine engine;
+  StringBuffer out;
+  ASSERT_TRUE(engine.setString("ab;cd"));
+  EXPECT_TRUE(engine.seekAndCopy(";", out));
+  ASSERT_TRUE(engine.setString("ef;gh"));
+  EXPECT_EQ(engine.getPosition(), 0U);
+  EXPECT_TRUE(engine.captureToNext(";", out));
+  EXPECT_TRUE(holds(out, "ab;ef"));
+}
+
 TEST(ParseEngine, CapturesUpToTheMarker) {
   ParseEngine engine;
   ASSERT_TRUE(engine.setString("one--two--three"));

@@ -69,6 +69,16 @@ TEST(Search, AgreesOnAllShortTextsBehindAHostileStart) {
   }
 }
 
+// The match stands at every distance from where the fallback takes over.
+TEST(Search, MissesNoMatchWhereTheFallbackTakesOver) {
+  const std::string needle = std::string(12, 'a') + "b" + std::string(12, 'a');
+  for (std::size_t at = 0; at <= 300; ++at) {
+    const std::string hay = std::string(at, 'a') + needle;
+    ASSERT_EQ(offset(hay, findBytes(hay, needle)), at);
+    ASSERT_EQ(offset(hay, findBytesNoCase(hay, needle)), at);
+  }
+}
+
 TEST(Search, AgreesOnRandomPeriodicTexts) {
   std::mt19937 random(20260101);
   for (int round = 0; round < 4000; ++round) {

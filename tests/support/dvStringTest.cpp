@@ -142,6 +142,18 @@ TEST(DvStrStr, FindsAMatchAcrossEveryPositionOfALongText) {
   }
 }
 
+TEST(DvStrStr, FindsNeedlesOfEverySize) {
+  const std::string text = harness::randomText(1, 3000, "abcd");
+  for (std::size_t size = 1; size <= 700; size += 9) {
+    for (std::size_t from = 0; from + size <= text.size(); from += 151) {
+      const std::string needle = text.substr(from, size);
+      ASSERT_EQ(dvStrStr(text.c_str(), needle.c_str()), text.c_str() + text.find(needle));
+      ASSERT_EQ(stristr(text.c_str(), needle.c_str()), text.c_str() + text.find(needle));
+      ASSERT_EQ(dvStrStr(text.c_str(), (needle + "x").c_str()), nullptr);
+    }
+  }
+}
+
 TEST(DvStrStr, ReadsNoFurtherThanTheNul) {
   for (std::size_t size = 0; size < 700; ++size) {
     std::vector<char> text(size + 1, 'a');

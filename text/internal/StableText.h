@@ -28,7 +28,7 @@ class StableText {
   StableText(const StableText&) = delete;
   StableText& operator=(const StableText&) = delete;
   ~StableText() {
-    if (!m_copied) return;
+    if (!m_copied || m_bytes == nullptr) return;
     dvSecureZero(m_onHeap != nullptr ? m_onHeap : m_local, m_size);
     delete[] m_onHeap;
   }
