@@ -47,7 +47,8 @@ bool StringBuffer::moveToLargerBlock(std::size_t n) {
 
   const unsigned int held = contentSize();
   std::memcpy(block, m_data, held);
-  std::memset(block + held, 0, m_length + 1 - held);
+  if (held != m_length) std::memset(block + held, 0, m_length - held);
+  block[m_length] = 0;
   // Deliberate: the first move to the heap leaves the extend size as it is.
   if (m_heap != nullptr) m_extendSize = nextExtendSize(m_extendSize, capacity);
   adoptBlock(block, capacity, m_length);
@@ -133,6 +134,7 @@ void StringBuffer::adoptBlock(unsigned char* block, unsigned int capacity,
 }
 
 void StringBuffer::retireBlock(unsigned char* block, unsigned int capacity) const {
+  if (block == nullptr) return;
   if (m_secure) dvSecureZero(block, capacity);
   delete[] block;
 }

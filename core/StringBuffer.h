@@ -955,6 +955,9 @@ class StringBuffer : public NonRefCountedObj {
   // Replaces the bytes from `at` up to `tail`, which runs to the end of the
   // text or the content.
   bool replaceRange(unsigned int at, std::string_view tail, const char* replacement);
+  // Replaces all matches; `find` answers the first one in a text, or null.
+  using FindInText = const char*(std::string_view text, std::string_view needle);
+  unsigned int replaceAll(std::string_view needle, const char* replacement, FindInText* find);
   // Replace in place: each byte `from` of the content; each match in the text.
   unsigned int replaceByte(char from, char to) noexcept;
   unsigned int replaceWithByte(std::string_view needle, char to) noexcept;
@@ -1005,8 +1008,10 @@ inline bool StringBuffer::appendN(const char* bytes, unsigned int n) {
 
 inline bool StringBuffer::appendChar(char c) {
   if (!makeRoom(1)) return false;
-  m_data[m_length] = c;
-  endAt(m_length + 1);
+  char* const end = m_data + m_length;
+  end[0] = c;
+  end[1] = '\0';
+  ++m_length;
   return true;
 }
 

@@ -29,6 +29,9 @@ class ByteSet {
     return set;
   }
 
+  /// Adds one byte.
+  constexpr void add(char c) noexcept { m_in[static_cast<unsigned char>(c)] = true; }
+
   /// Union.
   friend constexpr ByteSet operator|(const ByteSet& a, const ByteSet& b) noexcept {
     ByteSet set;

@@ -7,9 +7,11 @@
 
 #include "core/StringBuffer.h"
 #include "support/ByteSet.h"
+#include "support/internal/FewBytes.h"
 #include "text/internal/Entities.h"
 
 using dorvane::internal::ByteSet;
+using dorvane::internal::FewBytes;
 using dorvane::internal::kNamedCharacters;
 
 namespace {
@@ -96,14 +98,14 @@ constexpr std::array<unsigned char, 256> indexNamedCharacters() {
 
 constexpr ByteSet collectNamedCharacters() {
   ByteSet set;
-  for (const auto& character : kNamedCharacters)
-    set = set | ByteSet::range(character.ansi, character.ansi);
+  for (const auto& character : kNamedCharacters) set.add(static_cast<char>(character.ansi));
   return set;
 }
 
 constexpr std::array<unsigned char, 256> kIndexOfNamed = indexNamedCharacters();
 constexpr ByteSet kNamed = collectNamedCharacters();
-constexpr ByteSet kMarkup = ByteSet::of("&<>");
+constexpr FewBytes kMarkup("&<>");
+constexpr FewBytes kHtmlMarkup("&<>\"");
 
 // ---- The predefined entities of XML ----
 
@@ -165,6 +167,8 @@ void StringBuffer::encodeAllXmlSpecial() {
 }
 
 unsigned int StringBuffer::replaceHTMLSpecial() {
+  const std::string_view all = text();
+  if (kHtmlMarkup.findFirstIn(all.data(), all.size()) == all.size()) return 0;
   replaceAllOccurances("&", "&amp;");
   replaceAllOccurances("<", "&lt;");
   replaceAllOccurances(">", "&gt;");

@@ -238,8 +238,9 @@ void StringBuffer::indent(char ch, unsigned int count) {
   const std::string_view old = text();
   StringBuffer out;
   out.m_secure = m_secure;
-  const std::uint64_t replaced = replaceMatches(
-      old, 1, indented, [](std::string_view rest) { return findBytes(rest, "\n"); }, out);
+  const auto nextLineFeed = [](std::string_view rest) { return findBytes(rest, "\n"); };
+  const std::uint64_t replaced =
+      replaceMatches(old, 1, indented, nextLineFeed(old), nextLineFeed, out);
   if (replaced == 0) return;
   if (out.m_length == old.size() + replaced * padSize) {
     takeSb(out);

@@ -87,26 +87,24 @@ bool StringBuffer::replaceRange(unsigned int at, std::string_view tail, const ch
 // ---- All matches ----
 
 unsigned int StringBuffer::replaceAllOccurances(const char* find, const char* replacement) {
-  if (isEmpty(find)) return 0;
-  const std::string_view needle(find);
-  StringBuffer out;
-  out.m_secure = m_secure;
-  const unsigned int count = replaceMatches(
-      text(), needle.size(), replacement == nullptr ? "" : replacement,
-      [needle](std::string_view rest) { return findBytes(rest, needle); }, out);
-  if (count != 0) takeSb(out);
-  return count;
+  return isEmpty(find) ? 0 : replaceAll(find, replacement, findBytes);
 }
 
 unsigned int StringBuffer::replaceAllOccurancesNoCase(const char* find, const char* replacement) {
-  if (isEmpty(find)) return 0;
-  const std::string_view needle(find);
+  return isEmpty(find) ? 0 : replaceAll(find, replacement, findBytesNoCase);
+}
+
+unsigned int StringBuffer::replaceAll(std::string_view needle, const char* replacement,
+                                      FindInText* find) {
+  const std::string_view all = text();
+  const char* const first = find(all, needle);
+  if (first == nullptr) return 0;
   StringBuffer out;
   out.m_secure = m_secure;
   const unsigned int count = replaceMatches(
-      text(), needle.size(), replacement == nullptr ? "" : replacement,
-      [needle](std::string_view rest) { return findBytesNoCase(rest, needle); }, out);
-  if (count != 0) takeSb(out);
+      all, needle.size(), replacement == nullptr ? "" : replacement, first,
+      [needle, find](std::string_view rest) { return find(rest, needle); }, out);
+  takeSb(out);
   return count;
 }
 

@@ -8,6 +8,7 @@
 #include "core/StringBuffer.h"
 #include "support/ByteSet.h"
 #include "support/ExtPtrArraySb.h"
+#include "support/internal/FewBytes.h"
 #include "support/internal/Search.h"
 #include "text/internal/ByteClasses.h"
 #include "text/internal/Pieces.h"
@@ -15,6 +16,7 @@
 using dorvane::internal::addPiece;
 using dorvane::internal::ByteSet;
 using dorvane::internal::EndOutsideQuotes;
+using dorvane::internal::FewBytes;
 using dorvane::internal::findBytes;
 using dorvane::internal::kLineEndings;
 using dorvane::internal::kPieceBlock;
@@ -22,6 +24,8 @@ using dorvane::internal::kWhiteSpace;
 using dorvane::internal::PieceStorage;
 
 namespace {
+
+constexpr FewBytes kLineEndBytes("\r\n");
 
 // Each of these finds the end of the piece that a text begins with: the index
 // of the first delimiter that counts, or the size of the text.
@@ -33,11 +37,10 @@ struct EndAtByte {
   char delimiter;
 };
 
-struct EndAtAny {
+struct EndAtLine {
   std::size_t operator()(std::string_view text) const {
-    return delimiters.findFirstIn(text.data(), text.size());
+    return kLineEndBytes.findFirstIn(text.data(), text.size());
   }
-  const ByteSet& delimiters;
 };
 
 // Size of the delimiter at the start of `rest`: a CR LF pair is one line
@@ -94,6 +97,8 @@ bool StringBuffer::splitAndTrim(ExtPtrArraySb& out, char delimiter, bool honourQ
 bool StringBuffer::splitByLineEndings(ExtPtrArraySb& out, bool honourQuotes,
                                       bool honourEscapes) const {
   if (m_length == 0) return true;
+  if (!honourQuotes && !honourEscapes)
+    return addPieces(out, text(), EndAtLine(), PieceStorage::kMinimized, LineEnding());
   return addPieces(out, text(), EndOutsideQuotes(kLineEndings, honourQuotes, honourEscapes),
                    PieceStorage::kMinimized, LineEnding());
 }
@@ -101,7 +106,7 @@ bool StringBuffer::splitByLineEndings(ExtPtrArraySb& out, bool honourQuotes,
 bool StringBuffer::splitIntoLines(ExtPtrArraySb& out, unsigned int /*ignored*/) const {
   const std::string_view lines = text();
   if (lines.empty()) return true;
-  return addPieces(out, lines, EndAtAny{kLineEndings}, PieceStorage::kAsGrown, LineEnding());
+  return addPieces(out, lines, EndAtLine(), PieceStorage::kAsGrown, LineEnding());
 }
 
 bool StringBuffer::splitUsingBoundary(StringBuffer& boundary, ExtPtrArraySb& out,

@@ -6,20 +6,23 @@
 
 namespace dorvane::internal {
 
-EndOutsideQuotes::EndOutsideQuotes(const ByteSet& delimiters, bool honourQuotes, bool honourEscapes)
-    : m_quote(honourQuotes ? ByteSet::of("\"") : ByteSet()),
-      m_escape(honourEscapes ? ByteSet::of("\\") : ByteSet()),
-      m_outside(delimiters | m_quote | m_escape),
-      m_inside(m_quote | m_escape) {}
+EndOutsideQuotes::EndOutsideQuotes(const ByteSet& delimiters, bool honourQuotes,
+                                   bool honourEscapes) noexcept
+    : m_honourQuotes(honourQuotes), m_honourEscapes(honourEscapes), m_outside(delimiters) {
+  for (ByteSet* const stops : {&m_outside, &m_inside}) {
+    if (honourQuotes) stops->add('"');
+    if (honourEscapes) stops->add('\\');
+  }
+}
 
 std::size_t EndOutsideQuotes::operator()(std::string_view text) const {
   const ByteSet* stops = &m_outside;
   for (std::size_t i = 0; i < text.size();) {
     i += stops->findFirstIn(text.data() + i, text.size() - i);
     if (i >= text.size()) break;
-    if (m_escape.contains(text[i])) {
+    if (m_honourEscapes && text[i] == '\\') {
       i += 2;
-    } else if (m_quote.contains(text[i])) {
+    } else if (m_honourQuotes && text[i] == '"') {
       stops = stops == &m_outside ? &m_inside : &m_outside;
       ++i;
     } else {

@@ -16,12 +16,12 @@ namespace dorvane::internal {
 /// pending, so each can be searched on its own.
 class EndOutsideQuotes {
  public:
-  EndOutsideQuotes(const ByteSet& delimiters, bool honourQuotes, bool honourEscapes);
+  EndOutsideQuotes(const ByteSet& delimiters, bool honourQuotes, bool honourEscapes) noexcept;
   std::size_t operator()(std::string_view text) const;
 
  private:
-  ByteSet m_quote;
-  ByteSet m_escape;
+  bool m_honourQuotes;
+  bool m_honourEscapes;
   ByteSet m_outside;
   ByteSet m_inside;
 };

@@ -8,19 +8,18 @@
 
 namespace dorvane::internal {
 
-/// Appends `text` to `out` with every match replaced, and returns the number of
-/// matches. `find(rest)` answers the first match in `rest`, or null; each match
-/// is `size` bytes long. `out` grows piece by piece: the text before a match,
-/// its replacement, ..., the text behind the last match. A piece for which it
-/// cannot grow is left out. Without a match `out` stays empty.
+/// Appends `text` to `out` with every match replaced, and returns the number of matches. `match`
+/// is the first one, or null; `find(rest)` answers the next in `rest`. Each is `size` bytes long.
+/// `out` grows piece by piece: the text before a match, its replacement, ..., the text behind the
+/// last match. A piece for which it cannot grow is left out. Without a match `out` stays as it is.
 template <class Find>
 unsigned int replaceMatches(std::string_view text, std::size_t size, std::string_view replacement,
-                            const Find& find, StringBuffer& out) {
+                            const char* match, const Find& find, StringBuffer& out) {
   const auto append = [&out](std::string_view piece) {
     out.appendN(piece.data(), static_cast<unsigned int>(piece.size()));
   };
   unsigned int count = 0;
-  while (const char* match = find(text)) {
+  for (; match != nullptr; match = find(text)) {
     ++count;
     const auto before = static_cast<std::size_t>(match - text.data());
     append(text.substr(0, before));
