@@ -1,6 +1,5 @@
-// The storage of StringBuffer: one growth function, the clears and the
-// truncations. Callers see the growth sequence through heapUsage() and
-// getExtendSize(), so it is told only here. Tested in
+// The storage of StringBuffer: one growth function, the clears and the truncations. Callers see the
+// growth sequence through heapUsage() and getExtendSize(), so it is told only here. Tested in
 // tests/core/StorageTest.cpp and, at the largest sizes, in tests/limits/.
 
 #include <algorithm>
@@ -20,9 +19,8 @@ namespace {
 constexpr unsigned int kMaxExtendSize = 500000;
 constexpr unsigned int kCapacityOfMaxExtendSize = 1000001;
 
-// What a block for `total` bytes of content gets: the NUL and the slack, or
-// only the NUL when the slack would make the block larger than the longest
-// content needs.
+// What a block for `total` bytes of content gets: the NUL and the slack, or only the NUL when the
+// slack would make the block larger than the longest content needs.
 unsigned int capacityFor(std::uint64_t total, unsigned int slack) {
   const std::uint64_t withSlack = total + slack + 1;
   return static_cast<unsigned int>(withSlack <= kMaxContent + 1 ? withSlack : total + 1);

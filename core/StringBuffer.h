@@ -17,43 +17,33 @@ namespace dorvane::internal {
 class ByteSet;
 }
 
-/// A byte string with an explicit 32-bit length and a terminating NUL: the text
-/// buffer of the library. It holds up to 81 bytes inside the object; longer
-/// content lives in one heap block that grows by a self-adjusting slack.
+/// A byte string with an explicit 32-bit length and a terminating NUL: the text buffer of the
+/// library. It holds up to 81 bytes inside the object; longer content lives in one heap block that
+/// grows by a self-adjusting slack.
 ///
 /// What holds for every member, unless its own comment says otherwise:
 ///
-/// - **Bytes.** Lengths, positions and counts are in bytes. The content is
-/// 8-bit text in any
+/// - **Bytes.** Lengths, positions and counts are in bytes. The content is 8-bit text in any
 ///   encoding; only members that name an encoding interpret it.
-/// - **Texts.** A `const char*` argument is a NUL-terminated text; null means
-/// the empty text.
-///   Any argument may point into this very buffer: the result is as if it had
-///   been copied before anything changed.
-/// - **Embedded NULs.** "The text" of a buffer is its content up to its first
-/// NUL; "the
-///   content" is all getSize() bytes. Searches look at the text, byte
-///   operations at the content.
-/// - **Results.** `true` also means that there was nothing to do. A failure is
-/// an allocation
-///   that failed or a content that would exceed 4294967294 bytes; nothing
-///   throws, and what had been appended completely before the failure stays.
-/// - **Output parameters** of type StringBuffer& are appended to; those that
-/// are emptied first
+/// - **Texts.** A `const char*` argument is a NUL-terminated text; null means the empty text.
+///   Any argument may point into this very buffer: the result is as if it had been copied
+///   before anything changed.
+/// - **Embedded NULs.** "The text" of a buffer is its content up to its first NUL; "the
+///   content" is all getSize() bytes. Searches look at the text, byte operations at the
+///   content.
+/// - **Results.** `true` also means that there was nothing to do. A failure is an allocation
+///   that failed or a content that would exceed 4294967294 bytes; nothing throws, and what had
+///   been appended completely before the failure stays.
+/// - **Output parameters** of type StringBuffer& are appended to; those that are emptied first
 ///   say so.
-/// - **Ownership.** Arrays handed out are the caller's, released with
-/// `delete[]`; buffers made
-///   by createNewSB() are released with deleteSb() or by the array that owns
-///   them.
-/// - **Secure buffers.** After setSecureBuf(true) the whole storage, heap block
-/// and inline
-///   array, is overwritten with zeros whenever it is released, cleared or
-///   destroyed, and so are the temporaries that the buffer's own members make.
-///   Deliberate: weakClear() and the first move from the inline array to the
-///   heap wipe nothing; the inline bytes go at the next release, clear or
-///   destruction.
-/// - **Threads.** A buffer is used by one thread at a time; nothing in it
-/// locks.
+/// - **Ownership.** Arrays handed out are the caller's, released with `delete[]`; buffers made
+///   by createNewSB() are released with deleteSb() or by the array that owns them.
+/// - **Secure buffers.** After setSecureBuf(true) the whole storage, heap block and inline
+///   array, is overwritten with zeros whenever it is released, cleared or destroyed, and so are
+///   the temporaries that the buffer's own members make. Deliberate: weakClear() and the first
+///   move from the inline array to the heap wipe nothing; the inline bytes go at the next
+///   release, clear or destruction.
+/// - **Threads.** A buffer is used by one thread at a time; nothing in it locks.
 ///
 /// "Deliberate:" marks behaviour that looks odd and is relied upon.
 class StringBuffer : public NonRefCountedObj {
@@ -61,19 +51,17 @@ class StringBuffer : public NonRefCountedObj {
   /// @name Storage (core/Storage.cpp)
   /// @{
 
-  /// The content, NUL-terminated; never null. Valid until the buffer is next
-  /// changed.
+  /// The content, NUL-terminated; never null. Valid until the buffer is next changed.
   const char* getString() const noexcept { return m_data; }
 
   /// Length of the content in bytes, the terminating NUL not counted.
   unsigned int getSize() const noexcept { return m_length; }
 
-  /// Address of the byte at `index`; the position of the terminating NUL
-  /// counts. Null when `index` lies beyond it.
+  /// Address of the byte at `index`; the position of the terminating NUL counts. Null when `index`
+  /// lies beyond it.
   char* pCharAt(unsigned int index) const noexcept;
 
-  /// True from construction to destruction, unless the object's memory was
-  /// overwritten.
+  /// True from construction to destruction, unless the object's memory was overwritten.
   bool isValidObject() const noexcept { return m_magic == kMagic; }
 
   /// Does nothing; kept for callers that still call it.
@@ -82,45 +70,41 @@ class StringBuffer : public NonRefCountedObj {
   /// Marks the buffer as secure or not; wipes nothing at this moment.
   void setSecureBuf(bool secure) noexcept { m_secure = secure; }
 
-  /// The slack, in bytes, that the next heap allocation adds to what is needed:
-  /// 202 at first and after every clear, then half the capacity after each
-  /// heap-to-heap growth, at most 500000.
+  /// The slack, in bytes, that the next heap allocation adds to what is needed: 202 at first and
+  /// after every clear, then half the capacity after each heap-to-heap growth, at most 500000.
   unsigned int getExtendSize() const noexcept { return m_extendSize; }
 
-  /// Sets the slack, without a bound; 0 makes the next allocation exact. A
-  /// slack that does not fit beside the content is left out of the allocation.
+  /// Sets the slack, without a bound; 0 makes the next allocation exact. A slack that does not fit
+  /// beside the content is left out of the allocation.
   void setExtendSize(unsigned int extendSize) noexcept { m_extendSize = extendSize; }
 
-  /// True when the byte behind the content is not NUL, because a caller wrote
-  /// there.
+  /// True when the byte behind the content is not NUL, because a caller wrote there.
   bool isNonTerminated() const noexcept;
 
-  /// Makes room for `n` more bytes and the NUL. False, with nothing changed,
-  /// when the block cannot be had or the object is no longer valid.
+  /// Makes room for `n` more bytes and the NUL. False, with nothing changed, when the block cannot
+  /// be had or the object is no longer valid.
   bool expectNumBytes(unsigned int n);
 
-  /// Appends `n` raw bytes, NULs included; null or 0 bytes do nothing.
-  /// Deliberate: afterwards all NULs at the end of the content, earlier ones
-  /// too, are dropped from the length.
+  /// Appends `n` raw bytes, NULs included; null or 0 bytes do nothing. Deliberate: afterwards all
+  /// NULs at the end of the content, earlier ones too, are dropped from the length.
   bool appendN(const char* bytes, unsigned int n);
 
   /// Appends a text.
   bool append(const char* text);
 
-  /// Appends the content of `other` as appendN() does. Deliberate: false, with
-  /// nothing changed, when `other` is this buffer or no longer alive.
+  /// Appends the content of `other` as appendN() does. Deliberate: false, with nothing changed,
+  /// when `other` is this buffer or no longer alive.
   bool append(const StringBuffer& other);
 
-  /// Replaces the content by a text, keeping the heap block for reuse. When the
-  /// buffer cannot grow it is left empty, with false.
+  /// Replaces the content by a text, keeping the heap block for reuse. When the buffer cannot grow
+  /// it is left empty, with false.
   bool setString(const char* text);
 
-  /// Replaces the content by that of `other` as appendN() appends it, keeping
-  /// the heap block. True, with nothing changed, when `other` is this buffer.
+  /// Replaces the content by that of `other` as appendN() appends it, keeping the heap block. True,
+  /// with nothing changed, when `other` is this buffer.
   bool setString(const StringBuffer& other);
 
-  /// Empties the buffer, releases the heap block and resets the extend size to
-  /// 202.
+  /// Empties the buffer, releases the heap block and resets the extend size to 202.
   void clear();
 
   /// Same as clear().
@@ -129,35 +113,34 @@ class StringBuffer : public NonRefCountedObj {
   /// As clear(), but wipes the storage whether or not the buffer is secure.
   void secureClear();
 
-  /// Empties the buffer and resets the extend size to 202, but keeps the heap
-  /// block for reuse. Deliberate: wipes nothing, even when the buffer is
-  /// secure.
+  /// Empties the buffer and resets the extend size to 202, but keeps the heap block for reuse.
+  /// Deliberate: wipes nothing, even when the buffer is secure.
   void weakClear() noexcept;
 
-  /// Allocates a block of `size` bytes as the buffer itself does; null when
-  /// memory is exhausted. Released with `delete[]`.
+  /// Allocates a block of `size` bytes as the buffer itself does; null when memory is exhausted.
+  /// Released with `delete[]`.
   static unsigned char* allocBuffer(unsigned int size);
 
-  /// Low-level: releases the heap block (wiped when secure) and returns to the
-  /// inline array. Deliberate: getSize() keeps its value and the inline bytes
-  /// keep theirs (unless wiped); the caller empties the buffer next. Until then
-  /// the other members see at most the 81 bytes of the inline array.
+  /// Low-level: releases the heap block (wiped when secure) and returns to the inline array.
+  /// Deliberate: getSize() keeps its value and the inline bytes keep theirs (unless wiped); the
+  /// caller empties the buffer next. Until then the other members see at most the 81 bytes of the
+  /// inline array.
   void releaseBuffer();
 
   /// Removes up to `n` bytes from the end, overwriting each with NUL.
   void shorten(unsigned int n) noexcept;
 
-  /// Cuts the content at `index`; nothing happens when `index` is not inside
-  /// it. The bytes behind the new end stay in the storage.
+  /// Cuts the content at `index`; nothing happens when `index` is not inside it. The bytes behind
+  /// the new end stay in the storage.
   void chopAt(unsigned int index) noexcept;
 
-  /// Cuts the content back to `newLength` bytes, overwriting the removed ones
-  /// with NUL; returns the resulting length.
+  /// Cuts the content back to `newLength` bytes, overwriting the removed ones with NUL; returns the
+  /// resulting length.
   unsigned int rollback(unsigned int newLength) noexcept;
 
-  /// Removes `count` bytes at `start` and closes the gap; returns the resulting
-  /// length. Nothing changes when the range does not lie inside the content.
-  /// Deliberate: a NUL behind the range ends the content there.
+  /// Removes `count` bytes at `start` and closes the gap; returns the resulting length. Nothing
+  /// changes when the range does not lie inside the content. Deliberate: a NUL behind the range
+  /// ends the content there.
   unsigned int removeChunk(unsigned int start, unsigned int count) noexcept;
 
   /// @}
@@ -167,35 +150,33 @@ class StringBuffer : public NonRefCountedObj {
   /// An empty buffer.
   StringBuffer() noexcept;
 
-  /// A buffer that holds a text; empty when memory is exhausted. Implicit on
-  /// purpose, so that a text can stand where a buffer is expected.
+  /// A buffer that holds a text; empty when memory is exhausted. Implicit on purpose, so that a
+  /// text can stand where a buffer is expected.
   StringBuffer(const char* text);  // NOLINT(google-explicit-constructor)
 
-  /// A copy of the content and of the secure flag; empty when `other` is no
-  /// longer alive or memory is exhausted.
+  /// A copy of the content and of the secure flag; empty when `other` is no longer alive or memory
+  /// is exhausted.
   StringBuffer(const StringBuffer& other);
 
-  /// Deliberate: appends the text, as append() does, instead of replacing the
-  /// content.
+  /// Deliberate: appends the text, as append() does, instead of replacing the content.
   StringBuffer& operator=(const char* text);
 
-  /// Clears this buffer as clear() does and appends the content of `other`. The
-  /// secure flag is not copied. Deliberate: assigning a buffer to itself
-  /// empties it, and so does a buffer that is no longer alive.
+  /// Clears this buffer as clear() does and appends the content of `other`. The secure flag is not
+  /// copied. Deliberate: assigning a buffer to itself empties it, and so does a buffer that is no
+  /// longer alive.
   StringBuffer& operator=(const StringBuffer& other);
 
   /// Releases the storage (wiped when secure) and marks the object as dead.
   ~StringBuffer() override;
 
-  /// A new empty buffer, or null when memory is exhausted (as with all four
-  /// factories).
+  /// A new empty buffer, or null when memory is exhausted (as with all four factories).
   static StringBuffer* createNewSB();
 
   /// A new buffer that holds a text.
   static StringBuffer* createNewSB(const char* text);
 
-  /// A new copy of the content of `other`; a heap block is exactly getSize() +
-  /// 1 bytes large. The secure flag is not copied.
+  /// A new copy of the content of `other`; a heap block is exactly getSize() + 1 bytes large. The
+  /// secure flag is not copied.
   static StringBuffer* createNewSB(const StringBuffer& other);
 
   /// A new empty buffer with the given extend size.
@@ -204,50 +185,45 @@ class StringBuffer : public NonRefCountedObj {
   /// Destroys and frees a buffer made by createNewSB(); null does nothing.
   static void deleteSb(StringBuffer* buffer);
 
-  /// A new array with the getSize() bytes of the content and a NUL; null when
-  /// memory is exhausted.
+  /// A new array with the getSize() bytes of the content and a NUL; null when memory is exhausted.
   char* createCopy() const;
 
-  /// A new array of getSize() + 1 bytes with the text; the bytes behind the
-  /// text are 0. Null when memory is exhausted. The length of the content is
-  /// stored in `*outLength`, also on failure; `outLength` may be null.
+  /// A new array of getSize() + 1 bytes with the text; the bytes behind the text are 0. Null when
+  /// memory is exhausted. The length of the content is stored in `*outLength`, also on failure;
+  /// `outLength` may be null.
   char* copyString(unsigned int* outLength) const;
 
-  /// Copies the text, cut to `size` - 1 bytes, and a NUL behind it. Returns the
-  /// smaller of getSize() and `size` - 1, where a NUL stands too; bytes between
-  /// the text's own NUL and there keep their values. With a null destination or
-  /// a size of 0 nothing is written and 0 returned.
+  /// Copies the text, cut to `size` - 1 bytes, and a NUL behind it. Returns the smaller of
+  /// getSize() and `size` - 1, where a NUL stands too; bytes between the text's own NUL and there
+  /// keep their values. With a null destination or a size of 0 nothing is written and 0 returned.
   unsigned int copyToBuffer(char* destination, unsigned int size) const;
 
-  /// Hands the storage to the caller and empties the buffer: the heap block
-  /// itself, or a new copy of the inline content. The length is stored in
-  /// `*outLength`, which may be null. When the copy cannot be allocated the
-  /// result is null and the buffer unchanged. Deliberate: nothing is wiped,
+  /// Hands the storage to the caller and empties the buffer: the heap block itself, or a new copy
+  /// of the inline content. The length is stored in `*outLength`, which may be null. When the copy
+  /// cannot be allocated the result is null and the buffer unchanged. Deliberate: nothing is wiped,
   /// even when the buffer is secure.
   unsigned char* extractString(unsigned int* outLength);
 
-  /// As extractString(); also stores the size of the block. Deliberate: on
-  /// failure `length` has been stored and `size` has not.
+  /// As extractString(); also stores the size of the block. Deliberate: on failure `length` has
+  /// been stored and `size` has not.
   unsigned char* extractString2(unsigned int& length, unsigned int& size);
 
-  /// Clears this buffer as clear() does, then moves the content, the heap block
-  /// and the extend size of `source` here and leaves `source` empty. Both
-  /// secure flags stay. Deliberate: taking from itself leaves the buffer empty.
+  /// Clears this buffer as clear() does, then moves the content, the heap block and the extend size
+  /// of `source` here and leaves `source` empty. Both secure flags stay. Deliberate: taking from
+  /// itself leaves the buffer empty.
   void takeSb(StringBuffer& source);
 
-  /// Clears this buffer as clear() does, then adopts the block of `source` as
-  /// the content, leaving `source` empty. A source without a byte, or with a
-  /// single NUL, is left alone. False when the terminating NUL cannot be added
-  /// to the source; this buffer is empty then.
+  /// Clears this buffer as clear() does, then adopts the block of `source` as the content, leaving
+  /// `source` empty. A source without a byte, or with a single NUL, is left alone. False when the
+  /// terminating NUL cannot be added to the source; this buffer is empty then.
   bool takeFromDb(DataBuffer& source);
 
   /// Appends the bytes of a data buffer as appendN() does.
   bool append(const DataBuffer& data);
 
-  /// Gives unused heap storage back: content of up to 81 bytes moves inline,
-  /// longer content into a block of exact size when more than 256 bytes are
-  /// saved. The extend size stays. When the smaller block cannot be allocated
-  /// nothing changes.
+  /// Gives unused heap storage back: content of up to 81 bytes moves inline, longer content into a
+  /// block of exact size when more than 256 bytes are saved. The extend size stays. When the
+  /// smaller block cannot be allocated nothing changes.
   void minimizeMemoryUsage();
 
   /// Size of the object plus the capacity of the heap block.
@@ -256,16 +232,15 @@ class StringBuffer : public NonRefCountedObj {
   /// Capacity of the heap block; 0 while the content is inline.
   unsigned int heapUsage() override;
 
-  /// Records the context "sbMemUsage" with the values "bufSize" (capacity),
-  /// "dataSize" (length) and "str" (the text).
+  /// Records the context "sbMemUsage" with the values "bufSize" (capacity), "dataSize" (length) and
+  /// "str" (the text).
   void logSbMemUsage(LogBase& log) const;
 
   /// @}
   /// @name Appending and formatting (text/Append.cpp)
   /// @{
 
-  /// Appends the decimal form of `value`. (A `char` converts to int: use
-  /// appendChar().)
+  /// Appends the decimal form of `value`. (A `char` converts to int: use appendChar().)
   bool append(int value);
 
   /// Appends the decimal form of `value`.
@@ -274,9 +249,8 @@ class StringBuffer : public NonRefCountedObj {
   /// Appends the decimal form of `value`.
   bool appendInt64(long long value);
 
-  /// Appends the hexadecimal form of `value`. Widths 2, 4 and 8 print exactly
-  /// that many digits, of the low bits, with leading zeros; any other width
-  /// prints the digits the value needs.
+  /// Appends the hexadecimal form of `value`. Widths 2, 4 and 8 print exactly that many digits, of
+  /// the low bits, with leading zeros; any other width prints the digits the value needs.
   bool appendHex(unsigned int value, bool lowercase, unsigned int width);
 
   /// Appends one byte. A NUL is counted in the length, unlike with appendN().
@@ -291,8 +265,8 @@ class StringBuffer : public NonRefCountedObj {
   /// Appends three bytes, NULs included.
   bool appendChar3(char c1, char c2, char c3);
 
-  /// Appends `count` copies of a byte, NULs included. Deliberate: a count above
-  /// 12582912 appends nothing, with true.
+  /// Appends `count` copies of a byte, NULs included. Deliberate: a count above 12582912 appends
+  /// nothing, with true.
   bool appendCharN(char c, unsigned int count);
 
   /// Appends one line feed.
@@ -304,43 +278,39 @@ class StringBuffer : public NonRefCountedObj {
   /// Appends three texts in order. On failure the ones before stay appended.
   bool append3(const char* first, const char* second, const char* third);
 
-  /// Appends a text; a needed allocation is exact. The extend size keeps its
-  /// value.
+  /// Appends a text; a needed allocation is exact. The extend size keeps its value.
   bool appendMinSize(const char* text);
 
-  /// Appends the content of `other` as appendN() does; a needed allocation is
-  /// exact, and the extend size keeps its value. False when `other` is no
-  /// longer alive. A buffer appended to itself is doubled.
+  /// Appends the content of `other` as appendN() does; a needed allocation is exact, and the extend
+  /// size keeps its value. False when `other` is no longer alive. A buffer appended to itself is
+  /// doubled.
   bool appendMinSize(const StringBuffer& other);
 
-  /// Appends `format` with its first "%s" replaced by `value`. Deliberate: a
-  /// null value leaves the "%s" standing, an empty one removes it.
+  /// Appends `format` with its first "%s" replaced by `value`. Deliberate: a null value leaves the
+  /// "%s" standing, an empty one removes it.
   bool append_s(const char* format, const char* value);
 
-  /// Appends `format` with its first "%d" replaced by the decimal form of
-  /// `value`.
+  /// Appends `format` with its first "%d" replaced by the decimal form of `value`.
   bool append_d(const char* format, int value);
 
-  /// Appends `name="value"`, with a backslash before each double quote of the
-  /// value. Nothing else is escaped.
+  /// Appends `name="value"`, with a backslash before each double quote of the value. Nothing else
+  /// is escaped.
   bool appendNameValue(const char* name, const char* value);
 
   /// Appends `name=value`, the value in decimal.
   bool appendNameIntValue(const char* name, int value);
 
-  /// Appends the UTF-8 form of a UTF-16 text in little-endian byte order that
-  /// ends with a 0 unit. The units may stand at an odd address. Ill-formed
-  /// units become U+FFFD.
+  /// Appends the UTF-8 form of a UTF-16 text in little-endian byte order that ends with a 0 unit.
+  /// The units may stand at an odd address. Ill-formed units become U+FFFD.
   bool appendNullTerminatedUnicodeAsUtf8(const unsigned short* units);
 
   /// Puts a text before the content. Linear in the content.
   bool prepend(const char* text);
 
-  /// Inserts the content of `other` at `position`: at 0 its text (up to a NUL),
-  /// at or behind the end as append() does. Deliberate: when this buffer, or
-  /// one that is no longer alive, is inserted inside the content, the content
-  /// is cut at `position` and the result is false. Also deliberate: of the
-  /// content behind `position` only the text, up to its first NUL, is kept.
+  /// Inserts the content of `other` at `position`: at 0 its text (up to a NUL), at or behind the
+  /// end as append() does. Deliberate: when this buffer, or one that is no longer alive, is
+  /// inserted inside the content, the content is cut at `position` and the result is false. Also
+  /// deliberate: of the content behind `position` only the text, up to its first NUL, is kept.
   bool insertAt(const StringBuffer& other, unsigned int position);
 
   /// @}
@@ -350,32 +320,29 @@ class StringBuffer : public NonRefCountedObj {
   /// of 0 appends nothing, with true.
   /// @{
 
-  /// Appends a dump: 16 bytes a line as eight groups of four digits, a space
-  /// between the groups and a line feed behind each full line. An unfinished
-  /// line ends with a space after an even number of bytes and with bare digits
-  /// after an odd one. On failure the digits that fitted stay, in blocks of at
-  /// most 128 characters.
+  /// Appends a dump: 16 bytes a line as eight groups of four digits, a space between the groups and
+  /// a line feed behind each full line. An unfinished line ends with a space after an even number
+  /// of bytes and with bare digits after an odd one. On failure the digits that fitted stay, in
+  /// blocks of at most 128 characters.
   bool appendHexData(const unsigned char* data, unsigned int count);
 
-  /// Appends two digits per byte, each pair preceded by a space when `spaced`.
-  /// On failure the digits that fitted stay, in blocks of at most 255
-  /// characters.
+  /// Appends two digits per byte, each pair preceded by a space when `spaced`. On failure the
+  /// digits that fitted stay, in blocks of at most 255 characters.
   bool appendHexDataNoWS(const unsigned char* data, unsigned int count, bool spaced);
 
-  /// Appends two digits and a space per byte. Deliberate: there is no result; a
-  /// block of at most 255 characters for which memory is exhausted is left out.
+  /// Appends two digits and a space per byte. Deliberate: there is no result; a block of at most
+  /// 255 characters for which memory is exhausted is left out.
   void appendSmallDataAsSpacedHexString(const unsigned char* data, unsigned int count);
 
-  /// Appends the base64 form (RFC 4648, section 4) without line breaks. On
-  /// failure nothing is appended.
+  /// Appends the base64 form (RFC 4648, section 4) without line breaks. On failure nothing is
+  /// appended.
   bool appendBase64(const unsigned char* data, unsigned int count);
 
-  /// Appends the bytes that `count` hexadecimal characters spell to `out`; an
-  /// odd count gives the first character a byte of its own. Characters are not
-  /// validated: one that is no digit yields some byte. Deliberate: a count of
-  /// 1, an odd count whose second character is NUL and a text that begins with
-  /// NUL append nothing, with true; NULs elsewhere are decoded like any
-  /// character. False when `out` cannot grow.
+  /// Appends the bytes that `count` hexadecimal characters spell to `out`; an odd count gives the
+  /// first character a byte of its own. Characters are not validated: one that is no digit yields
+  /// some byte. Deliberate: a count of 1, an odd count whose second character is NUL and a text
+  /// that begins with NUL append nothing, with true; NULs elsewhere are decoded like any character.
+  /// False when `out` cannot grow.
   static bool hexStringToBinary2(const char* hex, unsigned int count, DataBuffer& out);
 
   /// As hexStringToBinary2() of the content.
@@ -384,10 +351,9 @@ class StringBuffer : public NonRefCountedObj {
   /// Puts a "0" before content of odd length, so that it spells whole bytes.
   void canonicalizeHexString();
 
-  /// Decodes the content by a named binary encoding ("base64", "hex",
-  /// "quoted-printable", ..., see _clsEncode) and appends the bytes to `out`.
-  /// An unknown name logs the error "Unrecognized binary encoding" and the
-  /// value "binaryEncodingName".
+  /// Decodes the content by a named binary encoding ("base64", "hex", "quoted-printable", ..., see
+  /// _clsEncode) and appends the bytes to `out`. An unknown name logs the error "Unrecognized
+  /// binary encoding" and the value "binaryEncodingName".
   bool decode(const char* encodingName, DataBuffer& out, LogBase& log) const;
 
   /// @}
@@ -401,8 +367,7 @@ class StringBuffer : public NonRefCountedObj {
   /// True when the text equals `text`; null equals only empty content.
   bool equals(const char* text) const noexcept;
 
-  /// True when the lengths are equal and the texts, each up to its first NUL,
-  /// are too.
+  /// True when the lengths are equal and the texts, each up to its first NUL, are too.
   bool equals(const StringBuffer& other) const noexcept;
 
   /// As equals(text), ignoring case.
@@ -411,9 +376,8 @@ class StringBuffer : public NonRefCountedObj {
   /// As equals(other), ignoring case.
   bool equalsIgnoreCase(const StringBuffer& other) const noexcept;
 
-  /// True when the length is `n` and the text equals `text` ignoring case.
-  /// Deliberate: false for an `n` of 0 with a text that is not null. At most n
-  /// + 1 bytes of `text` are read.
+  /// True when the length is `n` and the text equals `text` ignoring case. Deliberate: false for an
+  /// `n` of 0 with a text that is not null. At most n + 1 bytes of `text` are read.
   bool equalsIgnoreCase2(const char* text, unsigned int n) const noexcept;
 
   /// Three-way comparison: negative, 0 or positive. Null is the empty text.
@@ -422,12 +386,11 @@ class StringBuffer : public NonRefCountedObj {
   /// As compare(), ignoring case.
   int compareNoCase(const char* text) const noexcept;
 
-  /// True when the text begins with `text`; false for null, true for an empty
-  /// text.
+  /// True when the text begins with `text`; false for null, true for an empty text.
   bool beginsWith(const char* text) const noexcept;
 
-  /// True when the first `n` bytes agree, up to a NUL that both have; false for
-  /// a null text, true for an `n` of 0.
+  /// True when the first `n` bytes agree, up to a NUL that both have; false for a null text, true
+  /// for an `n` of 0.
   bool beginsWithN(const char* text, unsigned int n) const noexcept;
 
   /// As beginsWith(), ignoring case.
@@ -436,8 +399,7 @@ class StringBuffer : public NonRefCountedObj {
   /// As beginsWithN(), ignoring case.
   bool beginsWithIgnoreCaseN(const char* text, unsigned int n) const noexcept;
 
-  /// True when the content ends with `text`; false for null, true for an empty
-  /// text.
+  /// True when the content ends with `text`; false for null, true for an empty text.
   bool endsWith(const char* text) const noexcept;
 
   /// As endsWith(), ignoring case.
@@ -449,15 +411,14 @@ class StringBuffer : public NonRefCountedObj {
   /// As containsSubstring(), ignoring case.
   bool containsSubstringNoCase(const char* needle) const noexcept;
 
-  /// Offset of the first occurrence of `needle`; -1 when it does not occur, is
-  /// null, or lies beyond 2^31 - 1. Linear.
+  /// Offset of the first occurrence of `needle`; -1 when it does not occur, is null, or lies beyond
+  /// 2^31 - 1. Linear.
   int indexOf(const char* needle) const noexcept;
 
   /// As indexOf(), ignoring case.
   int indexOfNoCase(const char* needle) const noexcept;
 
-  /// Address of the first occurrence of `needle` inside the buffer, or null.
-  /// Linear.
+  /// Address of the first occurrence of `needle` inside the buffer, or null. Linear.
   char* findSubstr(const char* needle) const noexcept;
 
   /// True when the text contains `c`; false for NUL.
@@ -472,21 +433,19 @@ class StringBuffer : public NonRefCountedObj {
   /// The last byte of the content; 0 when it is empty.
   char lastChar() const noexcept;
 
-  /// True when the whole text matches a pattern in which "*" stands for any run
-  /// of bytes and "?" for one byte; false for a null pattern. No pattern takes
-  /// exponential time.
+  /// True when the whole text matches a pattern in which "*" stands for any run of bytes and "?"
+  /// for one byte; false for a null pattern. No pattern takes exponential time.
   bool matches(const char* pattern, bool caseSensitive) const noexcept;
 
-  /// Number of bytes of the content that equal `ch`. Deliberate: 0 for a byte
-  /// of 0x80 and above.
+  /// Number of bytes of the content that equal `ch`. Deliberate: 0 for a byte of 0x80 and above.
   unsigned int countCharOccurances(char ch) const noexcept;
 
-  /// True when none of the first `limit` bytes of the content (0 or too many:
-  /// all) is 0x80 or above.
+  /// True when none of the first `limit` bytes of the content (0 or too many: all) is 0x80 or
+  /// above.
   bool is7bit(unsigned int limit) const noexcept;
 
-  /// True when each of the first `limit` bytes of the content (0 or too many:
-  /// all) is an ASCII letter.
+  /// True when each of the first `limit` bytes of the content (0 or too many: all) is an ASCII
+  /// letter.
   bool is7bitAlpha(unsigned int limit) const noexcept;
 
   /// True when each byte of the content is a space, TAB, LF or CR.
@@ -495,8 +454,7 @@ class StringBuffer : public NonRefCountedObj {
   /// True when a byte of the content occurs in the text `set`.
   bool containsAnyOf(const char* set) const noexcept;
 
-  /// True when a byte b of the content has low <= b <= high, as unsigned
-  /// values.
+  /// True when a byte b of the content has low <= b <= high, as unsigned values.
   bool containsCharInRange(char low, char high) const noexcept;
 
   /// True when each byte of the content is a digit; true when it is empty.
@@ -505,19 +463,17 @@ class StringBuffer : public NonRefCountedObj {
   /// True when no byte of the content is a lower-case ASCII letter.
   bool isAllCaps() const noexcept;
 
-  /// Stores the number of content bytes of 0x80 and above in `high`, and how
-  /// many of these are rare in Western text of Windows-1252 or Latin-1 in
-  /// `improbable`.
+  /// Stores the number of content bytes of 0x80 and above in `high`, and how many of these are rare
+  /// in Western text of Windows-1252 or Latin-1 in `improbable`.
   void countImprobableAnsiChars(unsigned int& high, unsigned int& improbable) const noexcept;
 
-  /// True for an ASCII letter, a digit, "_" and the Latin-1 letters 0xC0 to
-  /// 0xFF (not 0xD7 and 0xF7, the multiplication and division signs). The
-  /// number has no effect.
+  /// True for an ASCII letter, a digit, "_" and the Latin-1 letters 0xC0 to 0xFF (not 0xD7 and
+  /// 0xF7, the multiplication and division signs). The number has no effect.
   static bool isAlphaNumeric(int ignored, char c) noexcept;
 
-  /// True for the bytes of a content identifier or an address: ASCII letters,
-  /// digits, the punctuation `! % & - . / : ; ? @ _` and the Latin-1 letters as
-  /// in isAlphaNumeric().
+  /// True for the bytes of a content identifier or an address: ASCII letters, digits, the
+  /// punctuation "!", "%", "&", "-", ".", "/", ":", ";", "?", "@" and "_", and the Latin-1 letters
+  /// as in isAlphaNumeric().
   static bool isCidChar(char c) noexcept;
 
   /// @}
@@ -531,8 +487,7 @@ class StringBuffer : public NonRefCountedObj {
   /// The number at the start of the text, as dvIntValue() reads it.
   int intValue() const noexcept;
 
-  /// The number at the start of the text, as dvUIntValue() reads it; a negative
-  /// one gives 0.
+  /// The number at the start of the text, as dvUIntValue() reads it; a negative one gives 0.
   unsigned int uintValue() const noexcept;
 
   /// The number at the start of the content, as dvParseDecimalInt64() reads it.
@@ -541,17 +496,15 @@ class StringBuffer : public NonRefCountedObj {
   /// Same as int64Value().
   long long toInt64() const noexcept;
 
-  /// The floating-point number at the start of the text, as dv_atof() reads it,
-  /// whatever the locale.
+  /// The floating-point number at the start of the text, as dv_atof() reads it, whatever the
+  /// locale.
   double doubleValue() const noexcept;
 
-  /// Value of the hexadecimal digits at the start of a text, modulo 2^32.
-  /// Deliberate: the first byte that is no digit still multiplies the value by
-  /// 16 ("1G" gives 16).
+  /// Value of the hexadecimal digits at the start of a text, modulo 2^32. Deliberate: the first
+  /// byte that is no digit still multiplies the value by 16 ("1G" gives 16).
   static unsigned int hexValueUint32(const char* text) noexcept;
 
-  /// True when each byte of the content is a hexadecimal digit; true when it is
-  /// empty.
+  /// True when each byte of the content is a hexadecimal digit; true when it is empty.
   bool isHexidecimal() const noexcept;
 
   /// @}
@@ -568,8 +521,7 @@ class StringBuffer : public NonRefCountedObj {
   /// Removes spaces, TABs, LFs and CRs from both ends.
   unsigned int trim2() noexcept;
 
-  /// Removes the bytes `"` `'` `*` `-` `/` `@` from both ends. Deliberate: no
-  /// white space.
+  /// Removes the bytes `"` `'` `*` `-` `/` `@` from both ends. Deliberate: no white space.
   unsigned int trim3() noexcept;
 
   /// Removes spaces, TABs, LFs and CRs from the end.
@@ -578,30 +530,25 @@ class StringBuffer : public NonRefCountedObj {
   /// Removes CRs and LFs from the end.
   unsigned int trimTrailingCRLFs() noexcept;
 
-  /// Makes every run of spaces, TABs, LFs and CRs one space; the ends keep
-  /// theirs.
+  /// Makes every run of spaces, TABs, LFs and CRs one space; the ends keep theirs.
   unsigned int trimInsideSpaces() noexcept;
 
-  /// Removes the text before the first `ch`, and `ch` itself on demand; what is
-  /// kept ends at the first NUL. Nothing happens when the text does not contain
-  /// `ch`, or when it is NUL.
+  /// Removes the text before the first `ch`, and `ch` itself on demand; what is kept ends at the
+  /// first NUL. Nothing happens when the text does not contain `ch`, or when it is NUL.
   void trimBefore(char ch, bool alsoRemoveChar) noexcept;
 
-  /// Removes the content behind the last `ch`, and `ch` itself on demand.
-  /// Nothing happens when the content does not contain `ch`.
+  /// Removes the content behind the last `ch`, and `ch` itself on demand. Nothing happens when the
+  /// content does not contain `ch`.
   void trimAfter(char ch, bool alsoRemoveChar) noexcept;
 
-  /// Cuts the content at the first `ch`, which goes too; false when there is
-  /// none.
+  /// Cuts the content at the first `ch`, which goes too; false when there is none.
   bool chopAtFirstChar(char ch) noexcept;
 
-  /// Cuts the content at the last `ch`, which goes too; false when there is
-  /// none.
+  /// Cuts the content at the last `ch`, which goes too; false when there is none.
   bool chopAtLastChar(char ch) noexcept;
 
-  /// Keeps what stands behind the last "/" or backslash of the text; a text
-  /// without one stays as it is. Deliberate: only the first 2048 bytes are
-  /// looked at and kept.
+  /// Keeps what stands behind the last "/" or backslash of the text; a text without one stays as it
+  /// is. Deliberate: only the first 2048 bytes are looked at and kept.
   void stripDirectory();
 
   /// @}
@@ -622,23 +569,21 @@ class StringBuffer : public NonRefCountedObj {
   /// Removes every byte of 0x80 and above; returns the new length.
   unsigned int drop8bitChars() noexcept;
 
-  /// Removes everything but digits and, deliberately, spaces; returns the new
-  /// length.
+  /// Removes everything but digits and, deliberately, spaces; returns the new length.
   unsigned int dropNonNumeric() noexcept;
 
   /// Removes every space, TAB, LF and CR; returns the new length.
   unsigned int removeFws() noexcept;
 
-  /// Removes every ASCII byte that is not a letter, a digit or one of `! - . :
-  /// _`; returns the new length. Bytes of 0x80 and above stay.
+  /// Removes every ASCII byte that is not a letter, a digit or one of "!", "-", ".", ":" and "_";
+  /// returns the new length. Bytes of 0x80 and above stay.
   unsigned int removeInvalidXmlTagChars() noexcept;
 
-  /// Removes `* < > ? |` and turns backslashes into "/"; returns the new
-  /// length. Deliberate: a colon, a double quote and "/" stay.
+  /// Removes `* < > ? |` and turns backslashes into "/"; returns the new length. Deliberate: a
+  /// colon, a double quote and "/" stay.
   unsigned int removeInvalidFilenameChars() noexcept;
 
-  /// Removes each backslash and keeps the byte behind it; returns the new
-  /// length.
+  /// Removes each backslash and keeps the byte behind it; returns the new length.
   unsigned int unescape() noexcept;
 
   /// Replaces every byte `from` by `to`; returns how many.
@@ -647,13 +592,11 @@ class StringBuffer : public NonRefCountedObj {
   /// Replaces every NUL inside the content by a space; returns the length.
   unsigned int replaceNullsWithSpaces() noexcept;
 
-  /// Replaces "_" by "/" and "-" by "+": base64url (RFC 4648, section 5) to
-  /// base64.
+  /// Replaces "_" by "/" and "-" by "+": base64url (RFC 4648, section 5) to base64.
   void replaceModBase64Chars() noexcept;
 
-  /// Replaces every byte that is one of set[0] to set[4] by `to`. Deliberate:
-  /// exactly 5 bytes of the set are read, NULs included. An array or a literal
-  /// that is too short does not compile.
+  /// Replaces every byte that is one of set[0] to set[4] by `to`. Deliberate: exactly 5 bytes of
+  /// the set are read, NULs included. An array or a literal that is too short does not compile.
   template <class Set>
   void replaceChar5(const Set& set, char to) noexcept {
     replaceSet<5>(set, to);
@@ -671,8 +614,8 @@ class StringBuffer : public NonRefCountedObj {
     replaceSet<20>(set, to);
   }
 
-  /// Makes every byte an ASCII digit or letter: 0xB0-0xB9, 0xC1-0xDA and
-  /// 0xE1-0xFA lose their top bit, any other byte that is neither becomes "0".
+  /// Makes every byte an ASCII digit or letter: 0xB0-0xB9, 0xC1-0xDA and 0xE1-0xFA lose their top
+  /// bit, any other byte that is neither becomes "0".
   void toAlphaNumUsAscii() noexcept;
 
   /// Lower-cases the text. Deliberate: stops at the first NUL.
@@ -684,22 +627,20 @@ class StringBuffer : public NonRefCountedObj {
   /// Lower-cases the first byte.
   void toLowerFirstChar() noexcept;
 
-  /// Upper-cases the first byte of the text and each byte that follows a TAB,
-  /// an LF, a space or a
-  /// "-"; nothing is lowered. Returns whether the next byte would still have
-  /// been raised: true only when the text is empty.
+  /// Upper-cases the first byte of the text and each byte that follows a TAB, an LF, a space or a
+  /// "-"; nothing is lowered. Returns whether the next byte would still have been raised: true only
+  /// when the text is empty.
   bool toProperCase() noexcept;
 
-  /// Makes every lone LF and every lone CR a CR LF; returns how many. When
-  /// memory is exhausted nothing changes, with 0.
+  /// Makes every lone LF and every lone CR a CR LF; returns how many. When memory is exhausted
+  /// nothing changes, with 0.
   unsigned int toCRLF();
 
   /// Makes every CR LF an LF, as replaceAllWithUchar() does; returns how many.
   unsigned int toLF();
 
-  /// Puts `count` copies of `ch` at the start and behind every LF. Deliberate:
-  /// a count above 12582912 puts nothing there. When memory is exhausted the
-  /// content stays as it is.
+  /// Puts `count` copies of `ch` at the start and behind every LF. Deliberate: a count above
+  /// 12582912 puts nothing there. When memory is exhausted the content stays as it is.
   void indent(char ch, unsigned int count);
 
   /// @}
@@ -710,39 +651,36 @@ class StringBuffer : public NonRefCountedObj {
   /// 0. Linear in the text and the result.
   /// @{
 
-  /// Replaces the first match; true when there was one. Deliberate: a null
-  /// replacement leaves the text as it is (still true), an empty one deletes
-  /// the match. False also when memory is exhausted before anything has
-  /// changed; when it is exhausted later, the replacement or the text behind
-  /// the match is missing, with true.
+  /// Replaces the first match; true when there was one. Deliberate: a null replacement leaves the
+  /// text as it is (still true), an empty one deletes the match. False also when memory is
+  /// exhausted before anything has changed; when it is exhausted later, the replacement or the text
+  /// behind the match is missing, with true.
   bool replaceFirstOccurance(const char* find, const char* replacement);
 
-  /// As replaceFirstOccurance(), for the last match of a scan from the start.
-  /// Deliberate: as matches do not overlap, in "aaa" the last "aa" is the one
-  /// at 0.
+  /// As replaceFirstOccurance(), for the last match of a scan from the start. Deliberate: as
+  /// matches do not overlap, in "aaa" the last "aa" is the one at 0.
   bool replaceLastOccurance(const char* find, const char* replacement);
 
-  /// Replaces all matches and returns their number. A null or empty replacement
-  /// deletes them. Content behind an embedded NUL is dropped when there is a
-  /// match. A piece for which memory is exhausted is left out.
+  /// Replaces all matches and returns their number. A null or empty replacement deletes them.
+  /// Content behind an embedded NUL is dropped when there is a match. A piece for which memory is
+  /// exhausted is left out.
   unsigned int replaceAllOccurances(const char* find, const char* replacement);
 
   /// As replaceAllOccurances(), ASCII letters matched without regard to case.
   unsigned int replaceAllOccurancesNoCase(const char* find, const char* replacement);
 
-  /// Replaces each byte `from` by `to` inside the matches only, in place;
-  /// returns the number of matches.
+  /// Replaces each byte `from` by `to` inside the matches only, in place; returns the number of
+  /// matches.
   unsigned int replaceCharInOccurances(const char* find, char from, char to);
 
-  /// Replaces all matches by the one byte `value` (its low 8 bits), in place,
-  /// and returns their number. A `find` of one byte is replaced in the whole
-  /// content. Deliberate: a longer one cuts the content at its first NUL, even
-  /// when there is no match.
+  /// Replaces all matches by the one byte `value` (its low 8 bits), in place, and returns their
+  /// number. A `find` of one byte is replaced in the whole content. Deliberate: a longer one cuts
+  /// the content at its first NUL, even when there is no match.
   unsigned int replaceAllWithUchar(const char* find, unsigned int value);
 
-  /// As replaceAllWithUchar() for a code below 128; a code up to 255 is a
-  /// Windows-1252 character and replaces the matches by its UTF-8 form, as
-  /// replaceAllOccurances() does; a greater one does nothing.
+  /// As replaceAllWithUchar() for a code below 128; a code up to 255 is a Windows-1252 character
+  /// and replaces the matches by its UTF-8 form, as replaceAllOccurances() does; a greater one does
+  /// nothing.
   unsigned int replaceAllWithUcharUtf8(const char* find, unsigned int code);
 
   /// @}
@@ -759,33 +697,29 @@ class StringBuffer : public NonRefCountedObj {
   /// All are linear in the text.
   /// @{
 
-  /// Cuts at each `delimiter`: n delimiters give n + 1 pieces. The pieces are
-  /// minimised.
+  /// Cuts at each `delimiter`: n delimiters give n + 1 pieces. The pieces are minimised.
   bool split(ExtPtrArraySb& out, char delimiter, bool honourQuotes, bool honourEscapes) const;
 
-  /// Cuts at each byte that occurs in `delimiters` (null is the empty set). The
-  /// pieces are not minimised.
+  /// Cuts at each byte that occurs in `delimiters` (null is the empty set). The pieces are not
+  /// minimised.
   bool split2(ExtPtrArraySb& out, const char* delimiters, bool honourQuotes,
               bool honourEscapes) const;
 
-  /// As split(); then removes space, TAB, LF and CR from both ends of every
-  /// buffer in the array. Deliberate: the ones that the array held before are
-  /// trimmed too.
+  /// As split(); then removes space, TAB, LF and CR from both ends of every buffer in the array.
+  /// Deliberate: the ones that the array held before are trimmed too.
   bool splitAndTrim(ExtPtrArraySb& out, char delimiter, bool honourQuotes,
                     bool honourEscapes) const;
 
   /// Cuts at each CR LF, CR or LF. The pieces are minimised.
   bool splitByLineEndings(ExtPtrArraySb& out, bool honourQuotes, bool honourEscapes) const;
 
-  /// Cuts at each CR LF, CR or LF, without quotes and escapes; the pieces are
-  /// not minimised. Content that begins with a NUL gives no piece. Deliberate:
-  /// the number has no effect.
+  /// Cuts at each CR LF, CR or LF, without quotes and escapes; the pieces are not minimised.
+  /// Content that begins with a NUL gives no piece. Deliberate: the number has no effect.
   bool splitIntoLines(ExtPtrArraySb& out, unsigned int ignored) const;
 
-  /// Cuts at each occurrence of a boundary text. A leading boundary and
-  /// adjacent ones give no empty pieces; an empty boundary makes the whole text
-  /// one piece. Deliberate: after `maxPieces` pieces (0 or less: no limit) the
-  /// rest of the text is dropped.
+  /// Cuts at each occurrence of a boundary text. A leading boundary and adjacent ones give no empty
+  /// pieces; an empty boundary makes the whole text one piece. Deliberate: after `maxPieces` pieces
+  /// (0 or less: no limit) the rest of the text is dropped.
   bool splitUsingBoundary(StringBuffer& boundary, ExtPtrArraySb& out, int maxPieces) const;
 
   /// @}
@@ -794,27 +728,24 @@ class StringBuffer : public NonRefCountedObj {
   /// All four work on single bytes and know nothing of UTF-8.
   /// @{
 
-  /// Escapes "<", ">" and every "&" that does not begin a character reference
-  /// it knows; returns the number of bytes escaped. "&#" always counts as
-  /// known. Deliberate: the list of known names is this member's own
-  /// ("&brkbar;", "&hibar;" and "&diviee;" are on it, "&brvbar;",
-  /// "&macr;" and "&divide;" are not). A piece for which memory is exhausted is
-  /// left out.
+  /// Escapes "<", ">" and every "&" that does not begin a character reference it knows; returns the
+  /// number of bytes escaped. "&#" always counts as known. Deliberate: the list of known names is
+  /// this member's own ("&brkbar;", "&hibar;" and "&diviee;" are on it, "&brvbar;", "&macr;" and
+  /// "&divide;" are not). A piece for which memory is exhausted is left out.
   unsigned int encodeXMLSpecial();
 
-  /// Writes every markup byte (`"` `&` `'` `<` `>`) and every Windows-1252 byte
-  /// above 0x7F that has a name as a named entity. Deliberate: existing
-  /// references are escaped again, UTF-8 text gives one entity per byte, and
-  /// 0xA0 stays as it is. A piece for which memory is exhausted is left out.
+  /// Writes every markup byte (`"` `&` `'` `<` `>`) and every Windows-1252 byte above 0x7F that has
+  /// a name as a named entity. Deliberate: existing references are escaped again, UTF-8 text gives
+  /// one entity per byte, and 0xA0 stays as it is. A piece for which memory is exhausted is left
+  /// out.
   void encodeAllXmlSpecial();
 
-  /// Escapes "&", "<", ">" and the double quote, in this order, existing
-  /// references included; returns the number of double quotes.
+  /// Escapes "&", "<", ">" and the double quote, in this order, existing references included;
+  /// returns the number of double quotes.
   unsigned int replaceHTMLSpecial();
 
-  /// Decodes "&amp;", "&apos;", "&gt;", "&lt;" and "&quot;" from byte `start`
-  /// on, once each, in place, and returns their number. Nothing happens when
-  /// `start` lies behind the content.
+  /// Decodes "&amp;", "&apos;", "&gt;", "&lt;" and "&quot;" from byte `start` on, once each, in
+  /// place, and returns their number. Nothing happens when `start` lies behind the content.
   unsigned int replacePreDefinedXmlEntities(unsigned int start);
 
   /// @}
@@ -825,8 +756,7 @@ class StringBuffer : public NonRefCountedObj {
   /// When memory is exhausted the buffer stays as it is.
   /// @{
 
-  /// Permutes the bytes of the content; the permutation follows from the bytes'
-  /// sum and number.
+  /// Permutes the bytes of the content; the permutation follows from the bytes' sum and number.
   void scramble();
 
   /// Undoes scramble().
@@ -838,8 +768,7 @@ class StringBuffer : public NonRefCountedObj {
   /// Undoes obfus(). NULs at the end of the decoded bytes are dropped.
   void unobfus();
 
-  /// Appends what obfus() made a text from, as appendN() does. True for a null
-  /// or empty text.
+  /// Appends what obfus() made a text from, as appendN() does. True for a null or empty text.
   bool appendObfus(const char* text);
 
   /// @}
@@ -849,16 +778,14 @@ class StringBuffer : public NonRefCountedObj {
   /// exhausted, the ending that was removed stays removed.
   /// @{
 
-  /// Makes a singular a plural: "city" gives "cities". Deliberate: "roof" gives
-  /// "rooves", and what ends in "s" counts as a plural already.
+  /// Makes a singular a plural: "city" gives "cities". Deliberate: "roof" gives "rooves", and what
+  /// ends in "s" counts as a plural already.
   void pluralize();
 
-  /// Makes a plural a singular: "cities" gives "city". The result means
-  /// nothing.
+  /// Makes a plural a singular: "cities" gives "city". The result means nothing.
   unsigned int unpluralize();
 
-  /// Deliberate: same as unpluralize() today, and never to change when that one
-  /// does.
+  /// Deliberate: same as unpluralize() today, and never to change when that one does.
   unsigned int unpluralizeFrozen1();
 
   /// @}
@@ -896,22 +823,20 @@ class StringBuffer : public NonRefCountedObj {
     return use(static_cast<const char*>(copy.m_data));
   }
 
-  // True when `p` points into this buffer's storage, so that changing the
-  // buffer may change or release what `p` points at.
+  // True when `p` points into this buffer's storage, so that changing the buffer may change or
+  // release what `p` points at.
   bool ownsAddress(const void* p) const noexcept;
 
   // Makes room for n more bytes and the NUL.
   bool makeRoom(std::size_t n) { return fits(n) || grow(n); }
   bool grow(std::size_t n);
 
-  // Appends raw bytes, without the trim of appendN(); they may lie in this
-  // buffer's storage.
+  // Appends raw bytes, without the trim of appendN(); they may lie in this buffer's storage.
   bool appendBytes(const char* bytes, std::size_t n);
   bool appendBytes(std::string_view bytes) { return appendBytes(bytes.data(), bytes.size()); }
   bool growAndAppend(const char* bytes, std::size_t n);
 
-  // Ends the content at n: writes the NUL and sets the length. There is room
-  // for it.
+  // Ends the content at n: writes the NUL and sets the length. There is room for it.
   void endAt(unsigned int n) noexcept {
     m_data[n] = '\0';
     m_length = n;
@@ -920,40 +845,35 @@ class StringBuffer : public NonRefCountedObj {
   // Ends the content before the NULs at its end.
   void dropTrailingNuls() noexcept;
 
-  // Allocates the next block for n more bytes and copies the content; the old
-  // block stays alive, for the caller to release.
+  // Allocates the next block for n more bytes and copies the content; the old block stays alive,
+  // for the caller to release.
   bool moveToLargerBlock(std::size_t n);
   void retireBlock(unsigned char* block, unsigned int capacity) const;
 
   // Overwrites the heap block and the inline array with zeros.
   void wipeStorage() noexcept;
 
-  // Empty and inline with the initial extend size; a heap block is forgotten,
-  // not released.
+  // Empty and inline with the initial extend size; a heap block is forgotten, not released.
   void resetToInline() noexcept;
 
-  // Makes a block of `capacity` bytes the storage; its first `length` bytes are
-  // the content and a NUL follows them. The former storage has been given up
-  // before.
+  // Makes a block of `capacity` bytes the storage; its first `length` bytes are the content and a
+  // NUL follows them. The former storage has been given up before.
   void adoptBlock(unsigned char* block, unsigned int capacity, unsigned int length) noexcept;
 
-  // As weakClear() and appendN(), but nothing has changed when the buffer
-  // cannot grow.
+  // As weakClear() and appendN(), but nothing has changed when the buffer cannot grow.
   bool replaceKeepingBlock(std::string_view bytes);
 
-  // Replaces the content by the pieces in order, as clear() and one appendN()
-  // of them all would store them, but nothing has changed when the buffer
-  // cannot grow. The pieces may lie in this buffer.
+  // Replaces the content by the pieces in order, as clear() and one appendN() of them all would
+  // store them, but nothing has changed when the buffer cannot grow. The pieces may lie in this
+  // buffer.
   bool replaceByPieces(std::initializer_list<std::string_view> pieces);
 
-  // As appendBytes(), but a needed allocation has no slack; the extend size
-  // keeps its value.
+  // As appendBytes(), but a needed allocation has no slack; the extend size keeps its value.
   bool appendExactFit(const char* bytes, std::size_t n);
 
   // What several members of a family share.
 
-  // Replaces the bytes from `at` up to `tail`, which runs to the end of the
-  // text or the content.
+  // Replaces the bytes from `at` up to `tail`, which runs to the end of the text or the content.
   bool replaceRange(unsigned int at, std::string_view tail, const char* replacement);
   // Replaces all matches; `find` answers the first one in a text, or null.
   using FindInText = const char*(std::string_view text, std::string_view needle);
@@ -961,8 +881,7 @@ class StringBuffer : public NonRefCountedObj {
   // Replace in place: each byte `from` of the content; each match in the text.
   unsigned int replaceByte(char from, char to) noexcept;
   unsigned int replaceWithByte(std::string_view needle, char to) noexcept;
-  // Remove the bytes of a set from the end, or from both ends, of the content;
-  // return how many.
+  // Remove the bytes of a set from the end, or from both ends, of the content; return how many.
   unsigned int trimEnd(const dorvane::internal::ByteSet& set) noexcept;
   unsigned int trimEnds(const dorvane::internal::ByteSet& set) noexcept;
   // Removes the bytes behind `start` that are not in the set; returns how many.

@@ -1,5 +1,5 @@
-// Each member is a StringBuffer member under the lock. Tested with real threads
-// in tests/core/TsStringBufferTest.cpp.
+// Each member is a StringBuffer member under the lock. Tested with real threads in
+// tests/core/TsStringBufferTest.cpp.
 
 #include "core/_tsStringBuffer.h"
 

@@ -5,10 +5,10 @@
 #include "support/DorvaneCritSec.h"
 #include "support/DorvaneObject.h"
 
-/// A StringBuffer that several threads may use at once. Every member holds the
-/// wrapper's own critical section for the whole call and does what the
-/// StringBuffer member of the same name does. The buffers passed as arguments
-/// are not locked: the caller keeps other threads from changing them meanwhile.
+/// A StringBuffer that several threads may use at once. Every member holds the wrapper's own
+/// critical section for the whole call and does what the StringBuffer member of the same name does.
+/// The buffers passed as arguments are not locked: the caller keeps other threads from changing
+/// them meanwhile.
 class _tsStringBuffer : public DorvaneCritSec, public DorvaneObject {
  public:
   /// An empty buffer.
@@ -61,8 +61,7 @@ class _tsStringBuffer : public DorvaneCritSec, public DorvaneObject {
   /// StringBuffer::trim2().
   void trim2();
 
-  /// Appends the content to `destination`, as StringBuffer::append() of a
-  /// buffer does.
+  /// Appends the content to `destination`, as StringBuffer::append() of a buffer does.
   bool toSb(StringBuffer& destination);
 
  private:

@@ -8,8 +8,13 @@
 class DorvaneObject {
  public:
   DorvaneObject() = default;
+
+  /// Nothing is copied: the base has no state.
   DorvaneObject(const DorvaneObject&) = default;
+
+  /// Nothing is assigned: the base has no state.
   DorvaneObject& operator=(const DorvaneObject&) = default;
+
   virtual ~DorvaneObject();
 
   /// Bytes of heap storage that the object owns; 0 unless a class overrides it.

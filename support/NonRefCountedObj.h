@@ -12,7 +12,11 @@ class NonRefCountedObj : public DorvaneObject {
   static constexpr unsigned int kLiveWord = 0x62CB09E3U;
 
   NonRefCountedObj() noexcept : m_validityWord(kLiveWord) {}
+
+  /// A copy is an object of its own, alive from here on.
   NonRefCountedObj(const NonRefCountedObj&) noexcept : NonRefCountedObj() {}
+
+  /// Leaves the validity word as it is.
   NonRefCountedObj& operator=(const NonRefCountedObj&) noexcept { return *this; }
 
   /// Overwrites the validity word; the store reaches memory at every optimisation level.

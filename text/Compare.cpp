@@ -1,5 +1,5 @@
-// Questions about the content: equality and order, prefixes and suffixes,
-// searches, byte classes. Tested in tests/text/CompareTest.cpp.
+// Questions about the content: equality and order, prefixes and suffixes, searches, byte classes.
+// Tested in tests/text/CompareTest.cpp.
 
 #include <algorithm>
 #include <limits>
@@ -33,8 +33,8 @@ int compareExact(const char* a, const char* b, std::size_t n) { return std::strn
 
 using CompareN = int (*)(const char*, const char*, std::size_t);
 
-// Compares the first n bytes of a content and a text as `compareN` does. Behind
-// the content stands a NUL, whatever its storage holds there.
+// Compares the first n bytes of a content and a text as `compareN` does. Behind the content stands
+// a NUL, whatever its storage holds there.
 int compareWithText(std::string_view content, const char* text, std::size_t n, CompareN compareN) {
   if (n <= content.size()) return compareN(content.data(), text, n);
   const int order = compareN(content.data(), text, content.size());
@@ -85,8 +85,7 @@ bool noneHasHighBit(std::string_view bytes) {
   return true;
 }
 
-// Deliberate: not every rare byte of Western text is here (0xA9 and 0xAE are
-// not, for example).
+// Deliberate: not every rare byte of Western text is here (0xA9 and 0xAE are not, for example).
 constexpr ByteSet kImprobable = ByteSet::of("\x81\x83\xAF") | ByteSet::range(0x85, 0x8C) |
                                 ByteSet::range(0xA4, 0xA8) | ByteSet::range(0xAA, 0xAD) |
                                 ByteSet::range(0xB0, 0xBF);

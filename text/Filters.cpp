@@ -1,5 +1,4 @@
-// Character filters, letter case and line endings. Tested in
-// tests/text/FiltersTest.cpp.
+// Character filters, letter case and line endings. Tested in tests/text/FiltersTest.cpp.
 
 #include <algorithm>
 #include <array>
@@ -45,8 +44,7 @@ constexpr auto kAlphaNumByte = [](unsigned char c) {
   return isKept ? low : static_cast<unsigned char>('0');
 };
 
-// Applies a rule in blocks of constant size, which compilers turn into vector
-// instructions.
+// Applies a rule in blocks of constant size, which compilers turn into vector instructions.
 template <class Rule>
 void changeBytes(char* bytes, std::size_t n, Rule rule) {
   constexpr std::size_t kBlock = 32;
@@ -133,8 +131,7 @@ unsigned int StringBuffer::unescape() noexcept {
   const std::string_view all = content();
   std::size_t write = 0;
   for (std::size_t read = 0; read < all.size();) {
-    // A run reaches up to the next backslash; the byte behind that one begins
-    // the next run.
+    // A run reaches up to the next backslash; the byte behind that one begins the next run.
     const std::size_t run = std::min(all.find('\\', read + (read == 0 ? 0 : 1)), all.size()) - read;
     std::memmove(m_data + write, m_data + read, run);
     write += run;
@@ -205,8 +202,7 @@ unsigned int StringBuffer::toCRLF() {
   if (count == 0) return 0;
   StringBuffer out;
   out.m_secure = m_secure;
-  // With room for all of it in one step, the result is stored as clear() and
-  // appendN() store it.
+  // With room for all of it in one step, the result is stored as clear() and appendN() store it.
   if (!out.makeRoom(rest.size() + count)) return 0;
   for (;;) {
     const std::size_t run = kLineEndings.findFirstIn(rest.data(), rest.size());

@@ -1,5 +1,4 @@
-// Binary data as hexadecimal or base64 text, and back. Tested in
-// tests/text/HexDataTest.cpp.
+// Binary data as hexadecimal or base64 text, and back. Tested in tests/text/HexDataTest.cpp.
 
 #include <array>
 #include <string_view>
@@ -26,8 +25,7 @@ constexpr std::size_t kBytesPerLine = 16;
 
 constexpr char kDigits[] = "0123456789ABCDEF";
 
-// The two digits of a byte with room for a space before them and a separator
-// behind.
+// The two digits of a byte with room for a space before them and a separator behind.
 struct DigitPair {
   explicit DigitPair(char byte) {
     const auto value = static_cast<unsigned char>(byte);
@@ -45,8 +43,8 @@ struct DigitPair {
 
 // ---- Decoding ----
 
-// Characters are not validated: what is no digit takes part with the value that
-// the arithmetic gives it, modulo 256.
+// Characters are not validated: what is no digit takes part with the value that the arithmetic
+// gives it, modulo 256.
 constexpr unsigned char nibbleValue(unsigned char c) {
   const int value = c >= 0x80 ? int{c} - 0x100 : int{c};
   if (value < ':') return static_cast<unsigned char>(value - '0');

@@ -1,6 +1,5 @@
-// Reversible obfuscation of values that should not be readable at a glance.
-// Every temporary is secure: what is obfuscated is usually a secret. Tested in
-// tests/text/ObfuscateTest.cpp.
+// Reversible obfuscation of values that should not be readable at a glance. Every temporary is
+// secure: what is obfuscated is usually a secret. Tested in tests/text/ObfuscateTest.cpp.
 
 #include "core/StringBuffer.h"
 #include "support/ContentCoding.h"

@@ -1,6 +1,5 @@
-// Substring replacement: the first, the last or every match of a text, by a
-// text or a byte. Tested in tests/text/ReplaceTest.cpp against the plain
-// step-by-step form.
+// Substring replacement: the first, the last or every match of a text, by a text or a byte. Tested
+// in tests/text/ReplaceTest.cpp against the plain step-by-step form.
 
 #include <cstdint>
 #include <string_view>
@@ -59,8 +58,7 @@ bool StringBuffer::replaceLastOccurance(const char* find, const char* replacemen
 
 bool StringBuffer::replaceRange(unsigned int at, std::string_view tail, const char* replacement) {
   if (replacement == nullptr) {
-    // Deliberate: the match stays, as the start of a tail that is cut off and
-    // appended again.
+    // Deliberate: the match stays, as the start of a tail that is cut off and appended again.
     endAt(static_cast<unsigned int>(tail.data() + tail.size() - m_data));
     dropTrailingNuls();
     return true;

@@ -1,6 +1,6 @@
-// Splitting a text into lists of new buffers. Every piece is a run of the text,
-// quotes and escapes included, so the cutters only look for the ends of the
-// pieces. Tested in tests/text/SplitTest.cpp against the byte-by-byte form.
+// Splitting a text into lists of new buffers. Every piece is a run of the text, quotes and escapes
+// included, so the cutters only look for the ends of the pieces. Tested in tests/text/SplitTest.cpp
+// against the byte-by-byte form.
 
 #include <algorithm>
 #include <string_view>
@@ -27,8 +27,8 @@ namespace {
 
 constexpr FewBytes kLineEndBytes("\r\n");
 
-// Each of these finds the end of the piece that a text begins with: the index
-// of the first delimiter that counts, or the size of the text.
+// Each of these finds the end of the piece that a text begins with: the index of the first
+// delimiter that counts, or the size of the text.
 
 struct EndAtByte {
   std::size_t operator()(std::string_view text) const {
@@ -43,8 +43,7 @@ struct EndAtLine {
   }
 };
 
-// Size of the delimiter at the start of `rest`: a CR LF pair is one line
-// ending.
+// Size of the delimiter at the start of `rest`: a CR LF pair is one line ending.
 struct OneByte {
   std::size_t operator()(std::string_view) const { return 1; }
 };

@@ -1,5 +1,5 @@
-// English plural and singular forms by the last letters of a word. The order of
-// the rules is part of the contract. Tested in tests/text/WordFormsTest.cpp.
+// English plural and singular forms by the last letters of a word. The order of the rules is part
+// of the contract. Tested in tests/text/WordFormsTest.cpp.
 
 #include <string_view>
 
@@ -7,8 +7,7 @@
 
 namespace {
 
-// The byte `fromEnd` places before the end of a word, 1 being the last; NUL
-// when it has none.
+// The byte `fromEnd` places before the end of a word, 1 being the last; NUL when it has none.
 char letter(std::string_view word, std::size_t fromEnd) {
   return fromEnd <= word.size() ? word[word.size() - fromEnd] : '\0';
 }
@@ -17,8 +16,7 @@ bool isOneOf(std::string_view letters, char c) {
   return c != '\0' && letters.find(c) != std::string_view::npos;
 }
 
-// What becomes of the end of a word: the last `removed` bytes go and a text
-// comes.
+// What becomes of the end of a word: the last `removed` bytes go and a text comes.
 struct Ending {
   unsigned int removed;
   const char* added;
@@ -45,8 +43,8 @@ Ending singularOfVes(std::string_view word) {
   return keepsE ? kWithoutS : Ending{3, "f"};
 }
 
-// For words of four bytes and more that end in "s" behind a letter other than
-// a, i, o, u. The letters before the "s" decide.
+// For words of four bytes and more that end in "s" behind a letter other than a, i, o, u. The
+// letters before the "s" decide.
 Ending singularOfLongWord(std::string_view word, bool isAlways) {
   const char before = letter(word, 2);
   const char third = letter(word, 3);

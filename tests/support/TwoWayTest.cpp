@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -38,6 +39,22 @@ TEST(TwoWay, AgreesOverThreeBytes) {
     const TwoWay<Exact> prepared(needle);
     for (const std::string& hay : hays)
       ASSERT_EQ(find(prepared, hay), hay.find(needle)) << needle << " in " << hay;
+  }
+}
+
+// Texts made of pieces of the needle, where it nearly occurs all the time.
+TEST(TwoWay, AgreesOnTextsMadeOfItsNeedle) {
+  std::mt19937 random(99);
+  for (int round = 0; round < 60000; ++round) {
+    const std::string needle =
+        harness::randomText(random(), 1 + random() % 40, round % 2 == 0 ? "ab" : "abcd");
+    const TwoWay<Exact> prepared(needle);
+    std::string hay;
+    while (hay.size() < 200) {
+      const std::size_t from = random() % needle.size();
+      hay += needle.substr(from, 1 + random() % needle.size());
+    }
+    ASSERT_EQ(find(prepared, hay), hay.find(needle)) << needle << " in " << hay;
   }
 }
 

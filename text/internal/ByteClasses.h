@@ -3,8 +3,7 @@
 
 #include "support/ByteSet.h"
 
-// The byte classes that several families share; a class of one file stands in
-// that file.
+// The byte classes that several families share; a class of one file stands in that file.
 namespace dorvane::internal {
 
 inline constexpr ByteSet kLineEndings = ByteSet::of("\r\n");

@@ -47,8 +47,7 @@ void Permutation::shuffle(const unsigned char* digest) {
   std::iota(m_targets, m_targets + m_size, 0U);
   unsigned int j = 0;
   for (unsigned int i = 0; i < m_size; ++i) {
-    // Unsigned 32-bit arithmetic on purpose: the scrambled form of a huge text
-    // depends on it.
+    // Unsigned 32-bit arithmetic on purpose: the scrambled form of a huge text depends on it.
     j += m_targets[i] + digest[i % kDigestSize];
     if (j >= m_size) j -= m_size;
     if (j >= m_size) j %= m_size;

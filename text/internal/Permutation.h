@@ -5,13 +5,11 @@
 
 namespace dorvane::internal {
 
-/// The swaps that scramble a text. They follow from the sum of its bytes and
-/// their number, which scrambling leaves as they are; so the same swaps, in
-/// reverse order, undo it.
+/// The swaps that scramble a text. They follow from the sum of its bytes and their number, which
+/// scrambling leaves as they are; so the same swaps, in reverse order, undo it.
 class Permutation {
  public:
-  /// `bigEndian` tells in which order the bytes of the seed are digested: that
-  /// of the host.
+  /// `bigEndian` tells in which order the bytes of the seed are digested: that of the host.
   Permutation(std::string_view bytes, bool bigEndian);
   Permutation(const Permutation&) = delete;
   Permutation& operator=(const Permutation&) = delete;

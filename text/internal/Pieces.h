@@ -10,10 +10,9 @@ class ExtPtrArray;
 
 namespace dorvane::internal {
 
-/// Finds the end of the piece that a text begins with: the index of the first
-/// delimiter that is neither between double quotes nor escaped by a backslash,
-/// or the size of the text. A piece starts outside quotes with no escape
-/// pending, so each can be searched on its own.
+/// Finds the end of the piece that a text begins with: the index of the first delimiter that is
+/// neither between double quotes nor escaped by a backslash, or the size of the text. A piece
+/// starts outside quotes with no escape pending, so each can be searched on its own.
 class EndOutsideQuotes {
  public:
   EndOutsideQuotes(const ByteSet& delimiters, bool honourQuotes, bool honourEscapes) noexcept;
@@ -26,16 +25,15 @@ class EndOutsideQuotes {
   ByteSet m_inside;
 };
 
-/// Pieces and tokens grow in blocks of this size: the steps show in their
-/// heapUsage() and getExtendSize().
+/// Pieces and tokens grow in blocks of this size: the steps show in their heapUsage() and
+/// getExtendSize().
 inline constexpr std::size_t kPieceBlock = 255;
 
 enum class PieceStorage { kMinimized, kAsGrown };
 
-/// Appends a new buffer with the piece, grown in blocks of the given size, to
-/// the array. The array's slot is reserved first, so that a piece is never made
-/// and then lost. False when memory is exhausted; a block for which only the
-/// piece cannot grow is left out of it.
+/// Appends a new buffer with the piece, grown in blocks of the given size, to the array. The
+/// array's slot is reserved first, so that a piece is never made and then lost. False when memory
+/// is exhausted; a block for which only the piece cannot grow is left out of it.
 bool addPiece(ExtPtrArray& out, std::string_view piece, std::size_t blockSize,
               PieceStorage storage);
 

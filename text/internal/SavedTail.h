@@ -9,9 +9,8 @@
 
 namespace dorvane::internal {
 
-/// A copy of the end of a content, which is cut off, changed before and
-/// appended again. A tail of up to 400 bytes needs no memory from the heap. The
-/// copy of a secret is wiped.
+/// A copy of the end of a content, which is cut off, changed before and appended again. A tail of
+/// up to 400 bytes needs no memory from the heap. The copy of a secret is wiped.
 class SavedTail {
  public:
   static constexpr std::size_t kLocalSize = 400;

@@ -9,13 +9,12 @@
 
 namespace dorvane::internal {
 
-/// A text argument that stays what it is while the buffer changes: one that
-/// lies in the buffer's own storage is copied, any other is only measured. The
-/// copy is wiped in the end, for it may be a secret of a secure buffer.
+/// A text argument that stays what it is while the buffer changes: one that lies in the buffer's
+/// own storage is copied, any other is only measured. The copy is wiped in the end, for it may be a
+/// secret of a secure buffer.
 class StableText {
  public:
-  /// `owned` tells that the text lies in the storage of the buffer that is
-  /// about to change.
+  /// `owned` tells that the text lies in the storage of the buffer that is about to change.
   StableText(const char* text, bool owned)
       : StableText(text, text == nullptr ? 0 : std::strlen(text), owned) {}
   /// The same for bytes of a given length; null counts as none.

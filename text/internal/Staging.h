@@ -10,8 +10,8 @@
 
 namespace dorvane::internal {
 
-/// Appends bytes in blocks of the given size, as appendN() does; a block for
-/// which the buffer cannot grow is left out. False when one was.
+/// Appends bytes in blocks of the given size, as appendN() does; a block for which the buffer
+/// cannot grow is left out. False when one was.
 inline bool appendInBlocks(StringBuffer& out, std::string_view bytes, std::size_t blockSize) {
   bool complete = true;
   while (!bytes.empty()) {
@@ -22,10 +22,9 @@ inline bool appendInBlocks(StringBuffer& out, std::string_view bytes, std::size_
   return complete;
 }
 
-/// Gathers small pieces and appends them to a buffer in blocks of at most
-/// `kSize` bytes, as appendN() does: the steps in which the buffer grows can be
-/// seen from outside, so they are part of what a member promises. A block for
-/// which the buffer cannot grow is dropped.
+/// Gathers small pieces and appends them to a buffer in blocks of at most `kSize` bytes, as
+/// appendN() does: the steps in which the buffer grows can be seen from outside, so they are part
+/// of what a member promises. A block for which the buffer cannot grow is dropped.
 template <std::size_t kSize>
 class Staging {
  public:
@@ -34,8 +33,8 @@ class Staging {
   Staging& operator=(const Staging&) = delete;
   ~Staging() { dvSecureZero(m_block, m_used); }
 
-  /// Stages a piece of at most kSize bytes; flushes first when it does not fit.
-  /// The result is that of the flush.
+  /// Stages a piece of at most kSize bytes; flushes first when it does not fit. The result is that
+  /// of the flush.
   bool put(std::string_view piece) {
     const bool flushed = m_used + piece.size() <= kSize || flush();
     std::memcpy(m_block + m_used, piece.data(), piece.size());
