@@ -1,5 +1,5 @@
-#ifndef DORVANE_CORE__TSSTRINGBUFFER_H
-#define DORVANE_CORE__TSSTRINGBUFFER_H
+#ifndef DORVANE_CORE_TSSTRINGBUFFER_H
+#define DORVANE_CORE_TSSTRINGBUFFER_H
 
 #include "core/StringBuffer.h"
 #include "support/DorvaneCritSec.h"

@@ -12,7 +12,16 @@
 #include "support/internal/Search.h"
 #include "text/internal/ByteClasses.h"
 
-using namespace dorvane::internal;
+using dorvane::internal::asciiLower;
+using dorvane::internal::ByteSet;
+using dorvane::internal::findBytes;
+using dorvane::internal::findBytesNoCase;
+using dorvane::internal::kAddressBytes;
+using dorvane::internal::kDigits;
+using dorvane::internal::kLetters;
+using dorvane::internal::kLowerLetters;
+using dorvane::internal::kWhiteSpace;
+using dorvane::internal::kWordBytes;
 
 namespace {
 

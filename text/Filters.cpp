@@ -8,12 +8,18 @@
 #include "core/StringBuffer.h"
 #include "core/internal/Limits.h"
 #include "support/ByteSet.h"
-#include "support/internal/Ascii.h"
 #include "support/internal/Search.h"
 #include "text/internal/ByteClasses.h"
 #include "text/internal/ReplaceMatches.h"
 
-using namespace dorvane::internal;
+using dorvane::internal::ByteSet;
+using dorvane::internal::findBytes;
+using dorvane::internal::kDigits;
+using dorvane::internal::kLettersAndDigits;
+using dorvane::internal::kLineEndings;
+using dorvane::internal::kMaxContent;
+using dorvane::internal::kWhiteSpace;
+using dorvane::internal::replaceMatches;
 
 namespace {
 

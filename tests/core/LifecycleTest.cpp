@@ -464,6 +464,15 @@ TEST(Factories, ACopyHoldsTheContentAsRawBytes) {
   }
 }
 
+TEST(Factories, ACopyAllocatesNoByteTooMany) {
+  const StringBuffer other(letters(100).c_str());
+  const NewSb copy(StringBuffer::createNewSB(other));
+  ASSERT_NE(copy, nullptr);
+  const auto blocks = releasedBy([&] { copy->clear(); });
+  ASSERT_EQ(blocks.size(), 1U);
+  EXPECT_EQ(blocks[0].size(), 101U);
+}
+
 TEST(Factories, ACopyAllocatesTheObjectAndOneBlock) {
   const StringBuffer other(letters(1000).c_str());
   StringBuffer* copy = nullptr;
@@ -1163,6 +1172,15 @@ TEST(MinimizeMemoryUsage, GivesBackWhatIsWorthIt) {
     EXPECT_TRUE(holds(buffer, letters(c.length), c.after, 77)) << c.length << ", " << c.capacity;
     EXPECT_EQ(isInline(buffer), c.after == 0) << c.length << ", " << c.capacity;
   }
+}
+
+TEST(MinimizeMemoryUsage, AllocatesExactlyTheContentAndItsTerminator) {
+  StringBuffer buffer(letters(1000).c_str());
+  buffer.expectNumBytes(5000);
+  buffer.minimizeMemoryUsage();
+  const auto blocks = releasedBy([&] { buffer.clear(); });
+  ASSERT_EQ(blocks.size(), 1U);
+  EXPECT_EQ(blocks[0].size(), 1001U);
 }
 
 TEST(MinimizeMemoryUsage, AgreesWithTheModel) {

@@ -378,6 +378,21 @@ TEST(StorageGrowth, ASlackThatCannotBeAllocatedIsAFailedGrowth) {
   EXPECT_TRUE(holds(buffer, letters(81), 0, 1000000000));
 }
 
+TEST(StorageGrowth, EveryBlockIsAsLargeAsItsCapacity) {
+  for (const Scene& scene : scenes()) {
+    for (const unsigned int n : {0U, 500U, 1000U}) {
+      StringBuffer buffer;
+      play(scene, buffer);
+      buffer.expectNumBytes(n);
+      const unsigned int capacity = buffer.heapUsage();
+      if (capacity == 0) continue;
+      const auto blocks = releasedBy([&] { buffer.clear(); });
+      ASSERT_EQ(blocks.size(), 1U);
+      EXPECT_EQ(blocks[0].size(), capacity) << scene.name << " " << n;
+    }
+  }
+}
+
 TEST(StorageGrowth, EmbeddedNulsAreCopiedToTheNewBlock) {
   const std::string head = "ab\0\0cd\0"s;
   StringBuffer buffer;
