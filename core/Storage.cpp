@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <initializer_list>
 
 #include "core/StringBuffer.h"
 #include "core/internal/Limits.h"
@@ -93,18 +92,6 @@ bool StringBuffer::replaceKeepingBlock(std::string_view bytes) {
   endAt(static_cast<unsigned int>(bytes.size()));
   if (m_heap != nullptr) m_inline[0] = '\0';
   dropTrailingNuls();
-  return true;
-}
-
-bool StringBuffer::replaceByPieces(std::initializer_list<std::string_view> pieces) {
-  std::uint64_t total = 0;
-  for (const std::string_view piece : pieces) total += piece.size();
-  StringBuffer out;
-  out.m_secure = m_secure;
-  if (total > kMaxContent || !out.makeRoom(static_cast<std::size_t>(total))) return false;
-  for (const std::string_view piece : pieces) out.appendBytes(piece);
-  out.dropTrailingNuls();
-  takeSb(out);
   return true;
 }
 

@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <cstring>
-#include <initializer_list>
 #include <string_view>
 #include <type_traits>
 
@@ -862,11 +861,6 @@ class StringBuffer : public NonRefCountedObj {
 
   // As weakClear() and appendN(), but nothing has changed when the buffer cannot grow.
   bool replaceKeepingBlock(std::string_view bytes);
-
-  // Replaces the content by the pieces in order, as clear() and one appendN() of them all would
-  // store them, but nothing has changed when the buffer cannot grow. The pieces may lie in this
-  // buffer.
-  bool replaceByPieces(std::initializer_list<std::string_view> pieces);
 
   // As appendBytes(), but a needed allocation has no slack; the extend size keeps its value.
   bool appendExactFit(const char* bytes, std::size_t n);
