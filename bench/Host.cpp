@@ -22,6 +22,9 @@
 #if defined(DORVANE_BENCH_HAVE_FMT)
 #include <fmt/core.h>
 #endif
+#if defined(DORVANE_BENCH_HAVE_OPENSSL)
+#include <openssl/opensslv.h>
+#endif
 
 namespace bench {
 namespace {
@@ -89,6 +92,9 @@ std::string peers() {
 #endif
 #if defined(DORVANE_BENCH_HAVE_FMT)
   text += version("fmt", FMT_VERSION / 10000, FMT_VERSION / 100 % 100);
+#endif
+#if defined(DORVANE_BENCH_HAVE_OPENSSL)
+  text += version("OpenSSL", OPENSSL_VERSION_NUMBER >> 28, OPENSSL_VERSION_NUMBER >> 20 & 0xFF);
 #endif
   return text;
 }

@@ -4,9 +4,11 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "core/StringBuffer.h"
+#include "support/DataBuffer.h"
 #include "support/ExtPtrArraySb.h"
 
 #if defined(DORVANE_BENCH_HAVE_QT)
@@ -31,6 +33,16 @@ inline std::string toText(const std::string& result) { return result; }
 
 inline std::string toText(const StringBuffer& result) {
   return {result.getString(), result.getSize()};
+}
+
+inline std::string toText(const DataBuffer& result) {
+  return {reinterpret_cast<const char*>(result.getData2()), result.getSize()};
+}
+
+/// A count, a position, a yes or no.
+template <class T, class = std::enable_if_t<std::is_arithmetic_v<T>>>
+std::string toText(T result) {
+  return std::to_string(result);
 }
 
 /// Collects the pieces of a list as one text. Each piece is closed by a byte that occurs in none.

@@ -35,6 +35,9 @@ using Sizes = std::vector<std::size_t>;
 inline const Sizes kSizes = {0, 20, 81, 82, 200, 4096, 1 << 20};
 inline const Sizes kSizesOfContent = {20, 81, 82, 200, 4096, 1 << 20};
 
+/// Where the storage makes no difference: a usual, a short, a medium, a long text.
+inline const Sizes kSizesOfTexts = {20, 200, 4096, 1 << 20};
+
 /// How often each benchmark runs; the fastest run counts.
 inline constexpr int kRounds = 3;
 
@@ -64,10 +67,32 @@ class Operation {
     };
     const auto measure = [prepare](benchmark::State& state, const Input& input) {
       auto run = prepare(input);
+      benchmark::DoNotOptimize(&run);  // no run may borrow the result of the one before
       for (auto _ : state) run([](const auto& result) { benchmark::DoNotOptimize(&result); });
     };
     m_peers.push_back({name, answer, measure});
     return *this;
+  }
+
+  /// A peer that answers from a text of its own type: `answer(text)` is measured, `text` is not.
+  template <class Text, class Answer>
+  Operation& peerOn(const char* name, Answer answer) {
+    return peer(name, [answer](const std::string& input) {
+      return [answer, text = Text(input.c_str())](const auto& use) { use(answer(text)); };
+    });
+  }
+
+  /// A peer that changes a text of its own type in place by `change(text)`. Each run changes a
+  /// fresh copy, and making that is part of what is measured.
+  template <class Text, class Change>
+  Operation& peerInPlace(const char* name, Change change) {
+    return peer(name, [change](const std::string& input) {
+      return [change, source = Text(input.c_str())](const auto& use) {
+        Text out(source);
+        change(out);
+        use(out);
+      };
+    });
   }
 
   /// Registers "family/operation/peer/size" for all peers and sizes, each several times. The
