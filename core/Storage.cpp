@@ -88,11 +88,38 @@ bool StringBuffer::replaceKeepingBlock(std::string_view bytes) {
     m_extendSize = savedExtendSize;
     return false;
   }
-  std::memmove(m_data, bytes.data(), bytes.size());
+  if (!bytes.empty()) std::memmove(m_data, bytes.data(), bytes.size());
   endAt(static_cast<unsigned int>(bytes.size()));
   if (m_heap != nullptr) m_inline[0] = '\0';
   dropTrailingNuls();
   return true;
+}
+
+bool StringBuffer::replaceByPieces(std::initializer_list<std::string_view> pieces) {
+  std::uint64_t total = 0;
+  for (const std::string_view piece : pieces) total += piece.size();
+  StringBuffer out;
+  out.m_secure = m_secure;
+  if (total > kMaxContent || !out.makeRoom(static_cast<std::size_t>(total))) return false;
+  for (const std::string_view piece : pieces) out.appendBytes(piece);
+  out.dropTrailingNuls();
+  takeSb(out);
+  return true;
+}
+
+void StringBuffer::replaceByBlock(unsigned char* block, unsigned int capacity,
+                                  unsigned int length) {
+  if (m_secure) wipeStorage();
+  delete[] m_heap;
+  adoptBlock(block, capacity, length);
+  endAt(length);
+}
+
+void StringBuffer::emptyForOutput() {
+  if (m_secure)
+    clear();
+  else
+    weakClear();
 }
 
 bool StringBuffer::appendExactFit(const char* bytes, std::size_t n) {

@@ -3,18 +3,23 @@
 
 #include <cstddef>
 #include <cstring>
+#include <initializer_list>
 #include <string_view>
 #include <type_traits>
 
 #include "support/NonRefCountedObj.h"
 
 class DataBuffer;
+class ExtPtrArray;
 class ExtPtrArraySb;
 class LogBase;
+class XString;
+class _dvHashMap;
 
 namespace dorvane::internal {
 class ByteSet;
-}
+class WordFinder;
+}  // namespace dorvane::internal
 
 /// A byte string with an explicit 32-bit length and a terminating NUL: the text buffer of the
 /// library. It holds up to 81 bytes inside the object; longer content lives in one heap block that
@@ -683,6 +688,89 @@ class StringBuffer : public NonRefCountedObj {
   unsigned int replaceAllWithUcharUtf8(const char* find, unsigned int code);
 
   /// @}
+  /// @name Whole words (text/WordReplace.cpp)
+  ///
+  /// A match counts when no word byte stands beside it. Word bytes are ASCII letters, digits, "_"
+  /// and the Latin-1 letters 0xC0 to 0xFF (not 0xD7 and 0xF7); the extended set, for words inside
+  /// addresses and paths, has also `! % & - . / : ; ? @`. The numbers have no effect. All are
+  /// linear in the text.
+  /// @{
+
+  /// The first whole-word match in a text, or null; null also for an empty word. Deliberate: a
+  /// match where a search starts is not tested on its left side, and the search starts again one
+  /// byte behind the start of each rejected match.
+  static const char* findWordOnly(const char* text, const char* word, int ignored,
+                                  bool caseSensitive, bool extendedWordChars) noexcept;
+
+  /// As replaceFirstOccurance() for whole words. Deliberate: what stands behind an embedded NUL
+  /// is dropped.
+  bool replaceFirstWordOccurance(const char* find, const char* replacement, int ignored,
+                                 bool extendedWordChars);
+
+  /// As replaceAllOccurances() for whole words. Deliberate: a match that begins where the one
+  /// before ends is not tested on its left side.
+  unsigned int replaceAllWordOccurances(const char* find, const char* replacement, int ignored,
+                                        bool extendedWordChars);
+
+  /// As replaceAllWordOccurances() with the plain set, ASCII letters matched without regard to
+  /// case.
+  unsigned int replaceAllWordOccurancesNoCase(const char* find, const char* replacement,
+                                              int ignored);
+
+  /// @}
+  /// @name Delimited regions (text/Regions.cpp)
+  ///
+  /// A region is what stands between a begin and an end marker of the text. Output buffers may be
+  /// this very buffer. All are linear in the text.
+  /// @{
+
+  /// Appends what stands between the first begin marker and the next end marker to `out`; true
+  /// when both were found, false also for a null or empty marker.
+  bool getBetween(const char* begin, const char* end, StringBuffer& out) const;
+
+  /// As getBetween(), the markers included on demand. Deliberate: with them, the end marker may
+  /// overlap the begin marker in all but its first byte.
+  void getDelimited(const char* begin, const char* end, bool includeMarkers,
+                    StringBuffer& out) const;
+
+  /// Appends the text from `start` up to the next marker to `out` and stores its size in `count`;
+  /// false, with a count of 0, when there is none, the marker is null or `start` does not lie
+  /// inside the content. An empty marker is found at `start`.
+  bool copyUntil(const char* marker, unsigned int start, unsigned int& count,
+                 StringBuffer& out) const;
+
+  /// Cuts the text at the first marker, or behind it; false when there is none or it is empty.
+  bool chopAtSubstr(const char* marker, bool keepMarker) noexcept;
+
+  /// Replaces what stands between the markers of the first region (of that one only), and the
+  /// markers on demand. False, with nothing changed, when there is no region or an argument is
+  /// null; false, with the buffer empty, when memory is exhausted.
+  bool replaceAllBetween(const char* begin, const char* end, const char* replacement,
+                         bool dropMarkers);
+
+  /// Replaces the matches of `find` inside all regions, as replaceAllOccurances() does; returns
+  /// the number of regions. Nothing happens without a region or when an argument is null.
+  unsigned int replaceAllOccurancesBetween(const char* begin, const char* end, const char* find,
+                                           const char* replacement);
+
+  /// Removes all regions, markers included; always true. Deliberate: an end marker inside the begin
+  /// marker ends the region at once.
+  bool removeDelimited(const char* begin, const char* end, bool caseSensitive);
+
+  /// @}
+  /// @name Variables (text/Variables.cpp)
+  /// @{
+
+  /// Replaces each `{$name}` by the value of `name` in `variables`, percent-encoded in mode 4,
+  /// JSON-escaped in mode 22. A marker without a value is removed; one without "}" ends the
+  /// replacement. In `{$x.name}`, a one-byte qualifier is skipped. Deliberate: the byte behind a
+  /// "{" that begins no marker is copied unseen, and the result is always false.
+  bool variableSubstitute(_dvHashMap& variables, int valueEncoding);
+
+  /// Replaces each `%NAME%` by the value of the environment variable; an unknown one is removed. A
+  /// percent sign without a partner stays.
+  void envReplace();
+  /// @}
   /// @name Splitting into lists (text/Split.cpp)
   ///
   /// Each piece of the text is appended to `out` as a new buffer that the array
@@ -722,6 +810,109 @@ class StringBuffer : public NonRefCountedObj {
   bool splitUsingBoundary(StringBuffer& boundary, ExtPtrArraySb& out, int maxPieces) const;
 
   /// @}
+  /// @name Tokenizing (text/Tokenize.cpp)
+  ///
+  /// Tokens are runs of bytes between white space (space, TAB, LF, CR). A double-quoted string and
+  /// an escaped byte stay inside their token, quotes and backslashes included; a backslash inside
+  /// quotes escapes nothing.
+  /// @{
+
+  /// Appends the tokens to `out` as new, minimised buffers that the array owns; each byte of
+  /// `punctuation` outside quotes is a token of its own. Deliberate: text that ends with white
+  /// space or punctuation gives an empty last token; quotes and backslashes are never punctuation.
+  /// Stops when memory is exhausted.
+  void tokenize(ExtPtrArray& out, const char* punctuation) const;
+
+  /// As tokenize() with the punctuation of C-like source text.
+  void tokenizeCPP(ExtPtrArray& out) const;
+
+  /// Number of tokens that are neither punctuation nor empty.
+  unsigned int tokenCount(const char* punctuation) const noexcept;
+
+  /// @}
+  /// @name Delimited fields (text/Fields.cpp)
+  ///
+  /// The text is one record of fields, numbered from 0, between delimiter bytes. `honourQuotes`: a
+  /// delimiter between double quotes is no separator. `honourEscapes`: the byte behind a backslash
+  /// is ordinary. All are linear in the record.
+  /// @{
+
+  /// Number of fields; 0 for empty content.
+  unsigned int countColumns(char delimiter, bool honourQuotes, bool honourEscapes) const noexcept;
+
+  /// Empties `out` and stores the field in it, without its quotes and escaping backslashes; a
+  /// doubled quote inside quotes stands for one. False when the field does not exist. Deliberate:
+  /// false for an index above 10000000; with `out` being this buffer it is emptied, with false.
+  bool getNthDelimited(unsigned int index, char delimiter, bool honourQuotes, bool honourEscapes,
+                       StringBuffer& out) const;
+
+  /// Replaces a field by the content of `value` as it stands, adding empty fields before it when
+  /// the record is too short. Deliberate: false for an index above 1000000; an empty value in an
+  /// empty buffer leaves one delimiter; this buffer or a dead one as the value inserts nothing.
+  bool setNthDelimited(unsigned int index, char delimiter, bool honourQuotes, bool honourEscapes,
+                       const StringBuffer& value);
+
+  /// Removes a field and one delimiter beside it. False when the field does not exist or the index
+  /// is above 10000000.
+  bool removeNthDelimited(unsigned int index, char delimiter, bool honourQuotes,
+                          bool honourEscapes);
+
+  /// Cuts the content at its last delimiter and appends what stood behind it to `out`; false when
+  /// there is none. Deliberate: true, and the content cut, also when `out` cannot grow.
+  bool pop(char delimiter, StringBuffer& out);
+
+  /// Appends the text before and behind the first separator to two buffers; false, with both
+  /// untouched, when there is none.
+  bool separate(char separator, StringBuffer& before, StringBuffer& after) const;
+
+  /// @}
+  /// @name Capture scanners (text/Scanners.cpp)
+  ///
+  /// Each appends the longest run of its bytes at the start of a text and returns its length, by
+  /// which the caller moves on; 0 for null. Deliberate: the length is returned even when the
+  /// buffer cannot grow.
+  /// @{
+
+  /// Digits.
+  unsigned int captureDecimal(const char* text);
+
+  /// Hexadecimal digits of either case.
+  unsigned int captureHex(const char* text);
+
+  /// Spaces, TABs, LFs and CRs.
+  unsigned int captureWS(const char* text);
+
+  /// Everything but spaces, TABs, LFs and CRs.
+  unsigned int captureNonWS(const char* text);
+
+  /// ASCII letters, digits and "_". Deliberate: also with a digit in front.
+  unsigned int captureIdentifier(const char* text);
+
+  /// ASCII letters.
+  unsigned int captureAlpha(const char* text);
+
+  /// ASCII letters and digits.
+  unsigned int captureAlphaNum(const char* text);
+
+  /// Empties the buffer as clear() does and stores the bytes up to the first NUL, CR or LF in it,
+  /// then trims it as trim2() and lower-cases it as toLowerCase() on demand. Returns the number of
+  /// bytes before trimming, or 0 when the buffer cannot grow.
+  unsigned int captureLine(const char* text, bool trim, bool toLower);
+
+  /// @}
+  /// @name Named values (text/NamedValues.cpp)
+  ///
+  /// White space is space, TAB, LF and CR. The outputs are emptied first and may be this buffer.
+  /// @{
+
+  /// Splits `name = value` at the first "="; both are trimmed. With `stripQuotes`, one double
+  /// quote goes at each end of the value. Deliberate: each of the two on its own.
+  void splitAttrValue(StringBuffer& name, StringBuffer& value, bool stripQuotes) const;
+
+  /// Stores the value of the first `name=` of the text, up to the next ";". Deliberate: `name=` is
+  /// also found at the end of a longer name.
+  bool getNamedValue(const char* name, StringBuffer& value) const;
+  /// @}
   /// @name Entity encoding (text/EntityEncode.cpp)
   ///
   /// All four work on single bytes and know nothing of UTF-8.
@@ -747,6 +938,22 @@ class StringBuffer : public NonRefCountedObj {
   /// place, and returns their number. Nothing happens when `start` lies behind the content.
   unsigned int replacePreDefinedXmlEntities(unsigned int start);
 
+  /// @}
+  /// @name JSON string bodies (text/Json.cpp)
+  ///
+  /// RFC 8259, section 7. UTF-8 sequences pass unchanged.
+  /// @{
+
+  /// Escapes the content so that it can stand between double quotes. The bytes that a UTF-8 lead
+  /// byte claims as its sequence are copied unseen. False, with nothing changed, when memory is
+  /// exhausted. Deliberate: heapUsage() afterwards counts the added bytes twice.
+  bool jsonEscape();
+
+  /// Appends the `n` bytes of a JSON string body at `src` to `out`, decoded. Malformed escapes are
+  /// dropped, and a "\u" without four bytes behind it leaves those as text. Deliberate: surrogates
+  /// are converted one by one. The content grows in blocks of about 200 bytes, and NULs at the end
+  /// of a block are dropped, as by appendN().
+  static bool jsonDecode(const char* src, unsigned int n, StringBuffer& out);
   /// @}
   /// @name Obfuscation (text/Obfuscate.cpp)
   ///
@@ -862,6 +1069,18 @@ class StringBuffer : public NonRefCountedObj {
   // As weakClear() and appendN(), but nothing has changed when the buffer cannot grow.
   bool replaceKeepingBlock(std::string_view bytes);
 
+  // Replaces the content by the pieces in order, as clear() and one appendN() of them all would
+  // store them, but nothing has changed when the buffer cannot grow. The pieces may lie in this
+  // buffer.
+  bool replaceByPieces(std::initializer_list<std::string_view> pieces);
+
+  // Gives the storage up (wiped when secure) and adopts a block whose first `length` bytes are the
+  // new content; the extend size stays.
+  void replaceByBlock(unsigned char* block, unsigned int capacity, unsigned int length);
+
+  // Empties an output parameter: its block serves the next call, unless it holds a secret.
+  void emptyForOutput();
+
   // As appendBytes(), but a needed allocation has no slack; the extend size keeps its value.
   bool appendExactFit(const char* bytes, std::size_t n);
 
@@ -880,6 +1099,8 @@ class StringBuffer : public NonRefCountedObj {
   unsigned int trimEnds(const dorvane::internal::ByteSet& set) noexcept;
   // Removes the bytes behind `start` that are not in the set; returns how many.
   unsigned int keepOnly(const dorvane::internal::ByteSet& kept, unsigned int start) noexcept;
+  // Removes a byte behind `start`; returns how often it was there.
+  unsigned int removeByte(char ch, unsigned int start) noexcept;
   // Replaces each byte of the content that is one of the n bytes of a set.
   void replaceBytesOf(const char* set, unsigned int n, char to) noexcept;
   template <unsigned int kNeeded, class Set>
@@ -888,6 +1109,13 @@ class StringBuffer : public NonRefCountedObj {
                   "the set has too few bytes; repeat one to fill it");
     replaceBytesOf(set, kNeeded, to);
   }
+  // Replaces all whole-word matches.
+  unsigned int replaceWords(const dorvane::internal::WordFinder& finder, std::size_t wordSize,
+                            const char* replacement);
+  // Appends the run of the set's bytes at the start of a text; returns its length.
+  unsigned int capture(const dorvane::internal::ByteSet& set, const char* text);
+  // Appends the value of a field; this buffer or a dead one counts as nothing.
+  bool appendField(const StringBuffer& value);
   // Removes bytes from the end and appends a text.
   void changeEnding(unsigned int removed, const char* added);
 

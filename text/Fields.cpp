@@ -1,0 +1,152 @@
+// One record of delimited fields: counting, reading, writing and removing a field by its index.
+// Tested in tests/text/FieldsTest.cpp.
+
+#include <string_view>
+
+#include "core/StringBuffer.h"
+#include "text/internal/Pieces.h"
+#include "text/internal/SavedTail.h"
+
+using dorvane::internal::ByteSet;
+using dorvane::internal::EndOutsideQuotes;
+using dorvane::internal::SavedTail;
+
+namespace {
+
+// Deliberate: reading and removing go farther than writing, which may add the fields before.
+constexpr unsigned int kLastReadableField = 10000000;
+constexpr unsigned int kLastWritableField = 1000000;
+
+EndOutsideQuotes fieldEnd(char delimiter, bool honourQuotes, bool honourEscapes) {
+  return {ByteSet::of(std::string_view(&delimiter, 1)), honourQuotes, honourEscapes};
+}
+
+// A field, or how many fields the record has when it has fewer.
+struct Field {
+  bool exists;
+  unsigned int fieldsBefore;
+  std::string_view bytes;
+};
+
+Field findField(std::string_view record, unsigned int index, const EndOutsideQuotes& findEnd) {
+  for (unsigned int k = 0;; ++k) {
+    const std::size_t end = findEnd(record);
+    if (k == index) return {true, k, record.substr(0, end)};
+    if (end == record.size()) return {false, k, {}};
+    record.remove_prefix(end + 1);
+  }
+}
+
+// Appends a field without its quotes and escaping backslashes, run by run.
+void appendPlainField(std::string_view field, bool honourQuotes, bool honourEscapes,
+                      StringBuffer& out) {
+  const auto appendRun = [&](std::size_t from, std::size_t to) {
+    out.appendN(field.data() + from, static_cast<unsigned int>(to - from));
+  };
+  const ByteSet stops = (honourQuotes ? ByteSet::of("\"") : ByteSet()) |
+                        (honourEscapes ? ByteSet::of("\\") : ByteSet());
+  bool inside = false;
+  std::size_t run = 0;
+  for (std::size_t i = 0; i < field.size();) {
+    i += stops.findFirstIn(field.data() + i, field.size() - i);
+    if (i == field.size()) break;
+    const bool isDoubledQuote = inside && field.substr(i, 2) == "\"\"";
+    appendRun(run, isDoubledQuote ? i + 1 : i);
+    if (isDoubledQuote) {
+      run = i += 2;
+    } else if (field[i] == '"') {
+      inside = !inside;
+      run = ++i;
+    } else {
+      // The escaped byte is kept, whatever it is.
+      run = i + 1;
+      i += 2;
+    }
+  }
+  if (run < field.size()) appendRun(run, field.size());
+}
+
+}  // namespace
+
+unsigned int StringBuffer::countColumns(char delimiter, bool honourQuotes,
+                                        bool honourEscapes) const noexcept {
+  if (m_length == 0) return 0;
+  const EndOutsideQuotes findEnd = fieldEnd(delimiter, honourQuotes, honourEscapes);
+  std::string_view record = text();
+  for (unsigned int count = 1;; ++count) {
+    const std::size_t end = findEnd(record);
+    if (end == record.size()) return count;
+    record.remove_prefix(end + 1);
+  }
+}
+
+bool StringBuffer::getNthDelimited(unsigned int index, char delimiter, bool honourQuotes,
+                                   bool honourEscapes, StringBuffer& out) const {
+  out.emptyForOutput();
+  if (index > kLastReadableField || m_length == 0) return false;
+  const Field field = findField(text(), index, fieldEnd(delimiter, honourQuotes, honourEscapes));
+  if (field.exists) appendPlainField(field.bytes, honourQuotes, honourEscapes, out);
+  return field.exists;
+}
+
+bool StringBuffer::setNthDelimited(unsigned int index, char delimiter, bool honourQuotes,
+                                   bool honourEscapes, const StringBuffer& value) {
+  if (index > kLastWritableField) return false;
+  if (m_length == 0) {
+    // Deliberate: an empty first field alone would be no record at all.
+    if (index == 0 && value.m_length == 0) return appendChar(delimiter);
+    return appendCharN(delimiter, index) && appendField(value);
+  }
+  const Field field = findField(text(), index, fieldEnd(delimiter, honourQuotes, honourEscapes));
+  if (!field.exists)
+    return appendCharN(delimiter, index - field.fieldsBefore) && appendField(value);
+  const auto start = static_cast<unsigned int>(field.bytes.data() - m_data);
+  const SavedTail tail(content().substr(start + field.bytes.size()), m_secure);
+  if (!tail.ok()) return false;
+  endAt(start);
+  const bool stored = appendField(value);
+  return appendN(tail.data(), tail.size()) && stored;
+}
+
+bool StringBuffer::appendField(const StringBuffer& value) {
+  return &value == this || !value.hasLiveWord() || append(value);
+}
+
+bool StringBuffer::removeNthDelimited(unsigned int index, char delimiter, bool honourQuotes,
+                                      bool honourEscapes) {
+  if (index > kLastReadableField || m_length == 0) return false;
+  const Field field = findField(text(), index, fieldEnd(delimiter, honourQuotes, honourEscapes));
+  if (!field.exists) return false;
+  const auto start = static_cast<std::size_t>(field.bytes.data() - m_data);
+  const std::size_t end = start + field.bytes.size();
+  const std::size_t from = index == 0 ? 0 : start - 1;
+  if (end == text().size()) {
+    endAt(static_cast<unsigned int>(from));
+    return true;
+  }
+  // The delimiter behind the first field goes, and that before any other.
+  const std::string_view kept = content().substr(index == 0 ? end + 1 : end);
+  std::memmove(m_data + from, kept.data(), kept.size());
+  endAt(static_cast<unsigned int>(from + kept.size()));
+  return true;
+}
+
+bool StringBuffer::pop(char delimiter, StringBuffer& out) {
+  const std::string_view all = content();
+  const std::size_t at = all.rfind(delimiter);
+  if (at == std::string_view::npos) return false;
+  const std::string_view last = all.substr(at + 1);
+  out.appendN(last.data(), static_cast<unsigned int>(last.size()));
+  endAt(static_cast<unsigned int>(at));
+  return true;
+}
+
+bool StringBuffer::separate(char separator, StringBuffer& before, StringBuffer& after) const {
+  const std::string_view all = text();
+  const std::size_t at = all.find(separator);
+  if (at == std::string_view::npos) return false;
+  before.appendN(m_data, static_cast<unsigned int>(at));
+  // The storage may have moved: `before` may be this buffer.
+  after.appendN(m_data + at + 1, static_cast<unsigned int>(all.size() - at - 1));
+  return true;
+}

@@ -1,0 +1,80 @@
+// Scanners for hand-written parsers: the longest run of a class of bytes at the start of a text.
+// Tested in tests/text/ScannersTest.cpp.
+
+#include <algorithm>
+#include <limits>
+#include <string_view>
+
+#include "core/StringBuffer.h"
+#include "text/internal/ByteClasses.h"
+#include "text/internal/StableText.h"
+#include "text/internal/Staging.h"
+
+using dorvane::internal::appendInBlocks;
+using dorvane::internal::ByteSet;
+using dorvane::internal::kDigits;
+using dorvane::internal::kHexDigits;
+using dorvane::internal::kLetters;
+using dorvane::internal::kLettersAndDigits;
+using dorvane::internal::kLineEndings;
+using dorvane::internal::kWhiteSpace;
+using dorvane::internal::StableText;
+
+namespace {
+
+constexpr std::size_t kLineBlock = 256;
+
+// None of the classes holds NUL, at which every text ends.
+constexpr ByteSet kNonWhiteSpace = ~(kWhiteSpace | ByteSet::range(0, 0));
+constexpr ByteSet kIdentifierBytes = kLettersAndDigits | ByteSet::of("_");
+constexpr ByteSet kLineBytes = ~(kLineEndings | ByteSet::range(0, 0));
+static_assert(kNonWhiteSpace.size() == 251 && kIdentifierBytes.size() == 63);
+
+// The bytes of the class at the start of a NUL-terminated text.
+std::string_view runOf(const ByteSet& set, const char* text) {
+  std::size_t n = 0;
+  if (text != nullptr)
+    while (set.contains(text[n])) ++n;
+  return {text, n};
+}
+
+unsigned int asCount(std::size_t n) {
+  return static_cast<unsigned int>(
+      std::min<std::size_t>(n, std::numeric_limits<unsigned int>::max()));
+}
+
+}  // namespace
+
+unsigned int StringBuffer::capture(const ByteSet& set, const char* text) {
+  const std::string_view run = runOf(set, text);
+  if (!run.empty()) appendBytes(run);
+  return asCount(run.size());
+}
+
+unsigned int StringBuffer::captureDecimal(const char* text) { return capture(kDigits, text); }
+
+unsigned int StringBuffer::captureHex(const char* text) { return capture(kHexDigits, text); }
+
+unsigned int StringBuffer::captureWS(const char* text) { return capture(kWhiteSpace, text); }
+
+unsigned int StringBuffer::captureNonWS(const char* text) { return capture(kNonWhiteSpace, text); }
+
+unsigned int StringBuffer::captureIdentifier(const char* text) {
+  return capture(kIdentifierBytes, text);
+}
+
+unsigned int StringBuffer::captureAlpha(const char* text) { return capture(kLetters, text); }
+
+unsigned int StringBuffer::captureAlphaNum(const char* text) {
+  return capture(kLettersAndDigits, text);
+}
+
+unsigned int StringBuffer::captureLine(const char* text, bool trim, bool toLower) {
+  const std::string_view run = runOf(kLineBytes, text);
+  const StableText line(run.data(), run.size(), ownsAddress(text));
+  clear();
+  if (!line.ok() || !appendInBlocks(*this, line.view(), kLineBlock)) return 0;
+  if (trim) trim2();
+  if (toLower) toLowerCase();
+  return asCount(run.size());
+}

@@ -1,0 +1,112 @@
+// Templates: {$name} variables and %NAME% environment references. Tested in
+// tests/text/VariablesTest.cpp.
+
+#include <algorithm>
+#include <string_view>
+
+#include "core/StringBuffer.h"
+#include "support/_dvHashMap.h"
+#include "support/_dvUrlEncode.h"
+#include "support/dvEnv.h"
+#include "text/internal/Staging.h"
+
+using dorvane::internal::Staging;
+
+namespace {
+
+constexpr int kUrlEncoded = 4;
+constexpr int kJsonEscaped = 22;
+constexpr std::size_t kPlainBlock = 252;
+constexpr std::size_t kNone = std::string_view::npos;
+
+using PlainText = Staging<kPlainBlock>;
+
+// Stages a run of plain text of any size.
+void putRun(PlainText& plain, std::string_view run) {
+  while (!run.empty()) {
+    const std::size_t room = plain.room() != 0 ? plain.room() : kPlainBlock;
+    plain.put(run.substr(0, room));
+    run.remove_prefix(run.substr(0, room).size());
+  }
+}
+
+// "x.name" looks up "name": a qualifier of one byte is skipped.
+std::string_view keyOf(std::string_view name) {
+  return name.size() >= 2 && name[1] == '.' ? name.substr(2) : name;
+}
+
+// Treats a value as the mode asks for; false when it could not be encoded.
+bool encodeValue(StringBuffer& value, int mode) {
+  switch (mode) {
+    case kUrlEncoded:
+      return _dvUrlEncode::urlEncodeSb(value);
+    case kJsonEscaped:
+      return value.jsonEscape();
+    default:
+      return true;
+  }
+}
+
+bool setText(StringBuffer& buffer, std::string_view text) {
+  buffer.weakClear();
+  return buffer.appendN(text.data(), static_cast<unsigned int>(text.size()));
+}
+
+}  // namespace
+
+bool StringBuffer::variableSubstitute(_dvHashMap& variables, int valueEncoding) {
+  StringBuffer out;
+  StringBuffer key;
+  StringBuffer value;
+  out.m_secure = key.m_secure = value.m_secure = m_secure;
+  PlainText plain(out);
+  std::string_view rest = text();
+  while (!rest.empty()) {
+    const std::size_t brace = std::min(rest.find('{'), rest.size());
+    putRun(plain, rest.substr(0, brace));
+    rest.remove_prefix(brace);
+    if (rest.substr(0, 2) != "{$") {
+      // Deliberate: the byte behind the brace is not looked at.
+      plain.put(rest.substr(0, 2));
+      rest.remove_prefix(rest.substr(0, 2).size());
+      continue;
+    }
+    const std::size_t end = rest.find('}');
+    if (end == kNone) {
+      plain.flush();
+      out.appendBytes(rest.substr(0, 2));
+      out.appendBytes(rest.substr(2));
+      break;
+    }
+    if (setText(key, keyOf(rest.substr(2, end - 2))) &&
+        variables.hashLookupString(key.m_data, value)) {
+      plain.flush();
+      if (encodeValue(value, valueEncoding)) out.append(value);
+    }
+    rest.remove_prefix(end + 1);
+  }
+  plain.flush();
+  takeSb(out);
+  return false;
+}
+
+void StringBuffer::envReplace() {
+  StringBuffer out;
+  StringBuffer name;
+  out.m_secure = name.m_secure = m_secure;
+  std::string_view rest = text();
+  bool found = false;
+  for (;;) {
+    const std::size_t open = rest.find('%');
+    const std::size_t close = open == kNone ? kNone : rest.find('%', open + 1);
+    if (close == kNone) break;
+    found = true;
+    out.appendBytes(rest.substr(0, open));
+    if (setText(name, rest.substr(open + 1, close - open - 1))) dvGetEnv(name.m_data, out);
+    rest.remove_prefix(close + 1);
+  }
+  if (!found) return;
+  out.appendBytes(rest);
+  clear();
+  append(out);
+}
