@@ -10,9 +10,11 @@
 #include "support/ByteSet.h"
 #include "support/internal/Search.h"
 #include "text/internal/ByteClasses.h"
+#include "text/internal/ChangeBytes.h"
 #include "text/internal/ReplaceMatches.h"
 
 using dorvane::internal::ByteSet;
+using dorvane::internal::changeBytes;
 using dorvane::internal::findBytes;
 using dorvane::internal::kDigits;
 using dorvane::internal::kLettersAndDigits;
@@ -25,8 +27,11 @@ namespace {
 
 constexpr ByteSet kHighBytes = ByteSet::range(0x80, 0xFF);
 constexpr ByteSet kTagBytes = kLettersAndDigits | kHighBytes | ByteSet::of("!-.:_");
-constexpr ByteSet kBadFilenameBytes = ByteSet::of("*<>?|");
-static_assert(kTagBytes.size() == 62 + 128 + 5 && kBadFilenameBytes.size() == 5);
+constexpr ByteSet kFilenameBytes = ~ByteSet::of("*<>?|");
+constexpr ByteSet kAsciiBytes = ~kHighBytes;
+constexpr ByteSet kNumericBytes = kDigits | ByteSet::of(" ");
+constexpr ByteSet kNonSpaceBytes = ~kWhiteSpace;
+static_assert(kTagBytes.size() == 62 + 128 + 5 && kFilenameBytes.size() == 256 - 5);
 
 // ---- Byte rules ----
 
@@ -49,19 +54,6 @@ constexpr auto kAlphaNumByte = [](unsigned char c) {
   const bool isKept = isIn(low, '0', '9') || isIn(low, 'A', 'Z') || isIn(low, 'a', 'z');
   return isKept ? low : static_cast<unsigned char>('0');
 };
-
-// Applies a rule in blocks of constant size, which compilers turn into vector instructions.
-template <class Rule>
-void changeBytes(char* bytes, std::size_t n, Rule rule) {
-  constexpr std::size_t kBlock = 32;
-  const auto change = [rule](char& c) {
-    c = static_cast<char>(rule(static_cast<unsigned char>(c)));
-  };
-  std::size_t i = 0;
-  for (; i + kBlock <= n; i += kBlock)
-    for (std::size_t k = 0; k < kBlock; ++k) change(bytes[i + k]);
-  for (; i < n; ++i) change(bytes[i]);
-}
 
 // ---- Line endings ----
 
@@ -89,36 +81,43 @@ unsigned int countLoneLineEndings(std::string_view text) {
 unsigned int StringBuffer::keepOnly(const ByteSet& kept, unsigned int start) noexcept {
   const unsigned int n = contentSize();
   if (start >= n) return 0;
+  char* const bytes = m_data;  // so that storing a byte is not taken for changing the object
   unsigned int write =
-      start + static_cast<unsigned int>(kept.findFirstNotIn(m_data + start, n - start));
+      start + static_cast<unsigned int>(kept.findFirstNotIn(bytes + start, n - start));
   for (unsigned int read = write; read < n; ++read) {
-    m_data[write] = m_data[read];
-    write += kept.contains(m_data[read]) ? 1 : 0;
+    const char c = bytes[read];
+    bytes[write] = c;
+    write += kept.contains(c) ? 1 : 0;
   }
   endAt(write);
   return n - write;
 }
 
-void StringBuffer::eliminateChar(char ch, unsigned int startIndex) noexcept {
-  keepOnly(~ByteSet::of(std::string_view(&ch, 1)), startIndex);
+unsigned int StringBuffer::removeByte(char ch, unsigned int start) noexcept {
+  const unsigned int n = contentSize();
+  if (start >= n) return 0;
+  endAt(static_cast<unsigned int>(std::remove(m_data + start, m_data + n, ch) - m_data));
+  return n - m_length;
 }
 
-unsigned int StringBuffer::removeCharOccurances(char ch) noexcept {
-  return keepOnly(~ByteSet::of(std::string_view(&ch, 1)), 0);
+void StringBuffer::eliminateChar(char ch, unsigned int startIndex) noexcept {
+  removeByte(ch, startIndex);
 }
+
+unsigned int StringBuffer::removeCharOccurances(char ch) noexcept { return removeByte(ch, 0); }
 
 unsigned int StringBuffer::drop8bitChars() noexcept {
-  keepOnly(~kHighBytes, 0);
+  keepOnly(kAsciiBytes, 0);
   return m_length;
 }
 
 unsigned int StringBuffer::dropNonNumeric() noexcept {
-  keepOnly(kDigits | ByteSet::of(" "), 0);
+  keepOnly(kNumericBytes, 0);
   return m_length;
 }
 
 unsigned int StringBuffer::removeFws() noexcept {
-  keepOnly(~kWhiteSpace, 0);
+  keepOnly(kNonSpaceBytes, 0);
   return m_length;
 }
 
@@ -128,7 +127,7 @@ unsigned int StringBuffer::removeInvalidXmlTagChars() noexcept {
 }
 
 unsigned int StringBuffer::removeInvalidFilenameChars() noexcept {
-  keepOnly(~kBadFilenameBytes, 0);
+  keepOnly(kFilenameBytes, 0);
   replaceByte('\\', '/');
   return m_length;
 }
@@ -165,8 +164,9 @@ void StringBuffer::replaceModBase64Chars() noexcept {
 
 void StringBuffer::replaceBytesOf(const char* set, unsigned int n, char to) noexcept {
   const ByteSet bytes = ByteSet::of(std::string_view(set, n));
+  char* const content = m_data;
   for (unsigned int i = 0, size = contentSize(); i < size; ++i)
-    m_data[i] = bytes.contains(m_data[i]) ? to : m_data[i];
+    content[i] = bytes.contains(content[i]) ? to : content[i];
 }
 
 void StringBuffer::toAlphaNumUsAscii() noexcept {

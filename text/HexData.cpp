@@ -1,6 +1,8 @@
 // Binary data as hexadecimal or base64 text, and back. Tested in tests/text/HexDataTest.cpp.
 
+#include <algorithm>
 #include <array>
+#include <cstring>
 #include <string_view>
 
 #include "core/StringBuffer.h"
@@ -8,6 +10,7 @@
 #include "support/DataBuffer.h"
 #include "support/LogBase.h"
 #include "support/_clsEncode.h"
+#include "support/dvMemory.h"
 #include "support/internal/AddressRange.h"
 #include "text/internal/StableText.h"
 #include "text/internal/Staging.h"
@@ -23,23 +26,57 @@ constexpr std::size_t kRunBlock = 255;
 constexpr std::size_t kDecodeBlock = 500;
 constexpr std::size_t kBytesPerLine = 16;
 
-constexpr char kDigits[] = "0123456789ABCDEF";
-
-// The two digits of a byte with room for a space before them and a separator behind.
-struct DigitPair {
-  explicit DigitPair(char byte) {
-    const auto value = static_cast<unsigned char>(byte);
-    chars[1] = kDigits[value >> 4U];
-    chars[2] = kDigits[value & 0xFU];
-  }
-  std::string_view alone() const { return {chars + 1, 2}; }
-  std::string_view afterSpace() const { return {chars, 3}; }
-  std::string_view before(char separator) {
-    chars[3] = separator;
-    return {chars + 1, 3};
-  }
-  char chars[4] = {' '};
+// The two digits of each byte.
+struct DigitPairs {
+  char of[256][2];
 };
+
+constexpr DigitPairs makeDigitPairs() {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  DigitPairs pairs{};
+  for (unsigned int value = 0; value < 256; ++value) {
+    pairs.of[value][0] = kDigits[value >> 4U];
+    pairs.of[value][1] = kDigits[value & 0xFU];
+  }
+  return pairs;
+}
+
+constexpr DigitPairs kDigitPairs = makeDigitPairs();
+
+char* putDigits(char byte, char* to) {
+  std::memcpy(to, kDigitPairs.of[static_cast<unsigned char>(byte)], 2);
+  return to + 2;
+}
+
+// The digits of a byte, before a separator or alone.
+struct Digits {
+  explicit Digits(char byte) { putDigits(byte, chars); }
+  std::string_view alone() const { return {chars, 2}; }
+  std::string_view before(char separator) {
+    chars[2] = separator;
+    return {chars, 3};
+  }
+  char chars[3];
+};
+
+// Appends bytes in blocks of at most kRunBlock characters; `put(byte, to)` writes `width` of them
+// for a byte and returns their end. False when a block could not be appended; it is the last then.
+template <class Put>
+bool appendDigits(StringBuffer& out, std::string_view bytes, std::size_t width, const Put& put) {
+  char block[kRunBlock];
+  std::size_t mostUsed = 0;
+  bool appended = true;
+  while (appended && !bytes.empty()) {
+    const std::string_view part = bytes.substr(0, kRunBlock / width);
+    char* to = block;
+    for (const char byte : part) to = put(byte, to);
+    appended = out.appendN(block, static_cast<unsigned int>(to - block));
+    bytes.remove_prefix(part.size());
+    mostUsed = std::max(mostUsed, static_cast<std::size_t>(to - block));
+  }
+  dvSecureZero(block, mostUsed);
+  return appended;
+}
 
 // ---- Decoding ----
 
@@ -103,7 +140,7 @@ bool StringBuffer::appendHexData(const unsigned char* data, unsigned int count) 
   Staging<kDumpBlock> staging(*this);
   std::size_t column = 0;
   for (const char byte : bytes.view()) {
-    DigitPair digits(byte);
+    Digits digits(byte);
     const bool endsGroup = column % 2 == 1;
     const bool endsLine = column == kBytesPerLine - 1;
     if (!staging.put(endsGroup ? digits.before(endsLine ? '\n' : ' ') : digits.alone()))
@@ -116,19 +153,18 @@ bool StringBuffer::appendHexData(const unsigned char* data, unsigned int count) 
 bool StringBuffer::appendHexDataNoWS(const unsigned char* data, unsigned int count, bool spaced) {
   const StableText bytes(data, count, ownsAddress(data));
   if (!bytes.ok()) return false;
-  Staging<kRunBlock> staging(*this);
-  for (const char byte : bytes.view()) {
-    const DigitPair digits(byte);
-    if (!staging.put(spaced ? digits.afterSpace() : digits.alone())) return false;
-  }
-  return staging.flush();
+  if (!spaced) return appendDigits(*this, bytes.view(), 2, putDigits);
+  return appendDigits(*this, bytes.view(), 3, [](char byte, char* to) {
+    *to = ' ';
+    return putDigits(byte, to + 1);
+  });
 }
 
 void StringBuffer::appendSmallDataAsSpacedHexString(const unsigned char* data, unsigned int count) {
   const StableText bytes(data, count, ownsAddress(data));
   if (!bytes.ok()) return;
   Staging<kRunBlock> staging(*this);
-  for (const char byte : bytes.view()) staging.put(DigitPair(byte).before(' '));
+  for (const char byte : bytes.view()) staging.put(Digits(byte).before(' '));
   staging.flush();
 }
 

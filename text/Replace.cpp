@@ -1,16 +1,19 @@
 // Substring replacement: the first, the last or every match of a text, by a text or a byte. Tested
 // in tests/text/ReplaceTest.cpp against the plain step-by-step form.
 
+#include <algorithm>
 #include <cstdint>
 #include <string_view>
 
 #include "core/StringBuffer.h"
 #include "support/CharTables.h"
 #include "support/internal/Search.h"
+#include "text/internal/ChangeBytes.h"
 #include "text/internal/ReplaceMatches.h"
 #include "text/internal/SavedTail.h"
 #include "text/internal/StableText.h"
 
+using dorvane::internal::changeBytes;
 using dorvane::internal::findBytes;
 using dorvane::internal::findBytesNoCase;
 using dorvane::internal::replaceMatches;
@@ -132,14 +135,13 @@ unsigned int StringBuffer::replaceAllWithUchar(const char* find, unsigned int va
 }
 
 unsigned int StringBuffer::replaceByte(char from, char to) noexcept {
-  const unsigned int n = contentSize();
-  unsigned int count = 0;
-  for (unsigned int i = 0; i < n; ++i) {
-    const bool hit = m_data[i] == from;
-    count += hit ? 1 : 0;
-    m_data[i] = hit ? to : m_data[i];
-  }
-  return count;
+  const std::string_view all = content();
+  const auto count = std::count(all.begin(), all.end(), from);
+  if (count != 0)
+    changeBytes(m_data, all.size(), [from, to](unsigned char c) {
+      return c == static_cast<unsigned char>(from) ? to : static_cast<char>(c);
+    });
+  return static_cast<unsigned int>(count);
 }
 
 unsigned int StringBuffer::replaceWithByte(std::string_view needle, char to) noexcept {
