@@ -7,8 +7,8 @@
 #include "text/internal/Pieces.h"
 #include "text/internal/SavedTail.h"
 
-using dorvane::internal::ByteSet;
-using dorvane::internal::EndOutsideQuotes;
+using dorvane::internal::endAtByte;
+using dorvane::internal::FewBytes;
 using dorvane::internal::SavedTail;
 
 namespace {
@@ -17,10 +17,6 @@ namespace {
 constexpr unsigned int kLastReadableField = 10000000;
 constexpr unsigned int kLastWritableField = 1000000;
 
-EndOutsideQuotes fieldEnd(char delimiter, bool honourQuotes, bool honourEscapes) {
-  return {ByteSet::of(std::string_view(&delimiter, 1)), honourQuotes, honourEscapes};
-}
-
 // A field, or how many fields the record has when it has fewer.
 struct Field {
   bool exists;
@@ -28,7 +24,8 @@ struct Field {
   std::string_view bytes;
 };
 
-Field findField(std::string_view record, unsigned int index, const EndOutsideQuotes& findEnd) {
+template <class FindEnd>
+Field findField(std::string_view record, unsigned int index, const FindEnd& findEnd) {
   for (unsigned int k = 0;; ++k) {
     const std::size_t end = findEnd(record);
     if (k == index) return {true, k, record.substr(0, end)};
@@ -43,8 +40,8 @@ void appendPlainField(std::string_view field, bool honourQuotes, bool honourEsca
   const auto appendRun = [&](std::size_t from, std::size_t to) {
     out.appendN(field.data() + from, static_cast<unsigned int>(to - from));
   };
-  const ByteSet stops = (honourQuotes ? ByteSet::of("\"") : ByteSet()) |
-                        (honourEscapes ? ByteSet::of("\\") : ByteSet());
+  if (!honourQuotes && !honourEscapes) return appendRun(0, field.size());
+  const FewBytes stops(!honourEscapes ? "\"" : !honourQuotes ? "\\" : "\"\\");
   bool inside = false;
   std::size_t run = 0;
   for (std::size_t i = 0; i < field.size();) {
@@ -71,7 +68,7 @@ void appendPlainField(std::string_view field, bool honourQuotes, bool honourEsca
 unsigned int StringBuffer::countColumns(char delimiter, bool honourQuotes,
                                         bool honourEscapes) const noexcept {
   if (m_length == 0) return 0;
-  const EndOutsideQuotes findEnd = fieldEnd(delimiter, honourQuotes, honourEscapes);
+  const auto findEnd = endAtByte(delimiter, honourQuotes, honourEscapes);
   std::string_view record = text();
   for (unsigned int count = 1;; ++count) {
     const std::size_t end = findEnd(record);
@@ -84,7 +81,7 @@ bool StringBuffer::getNthDelimited(unsigned int index, char delimiter, bool hono
                                    bool honourEscapes, StringBuffer& out) const {
   out.emptyForOutput();
   if (index > kLastReadableField || m_length == 0) return false;
-  const Field field = findField(text(), index, fieldEnd(delimiter, honourQuotes, honourEscapes));
+  const Field field = findField(text(), index, endAtByte(delimiter, honourQuotes, honourEscapes));
   if (field.exists) appendPlainField(field.bytes, honourQuotes, honourEscapes, out);
   return field.exists;
 }
@@ -97,11 +94,13 @@ bool StringBuffer::setNthDelimited(unsigned int index, char delimiter, bool hono
     if (index == 0 && value.m_length == 0) return appendChar(delimiter);
     return appendCharN(delimiter, index) && appendField(value);
   }
-  const Field field = findField(text(), index, fieldEnd(delimiter, honourQuotes, honourEscapes));
+  const Field field = findField(text(), index, endAtByte(delimiter, honourQuotes, honourEscapes));
   if (!field.exists)
     return appendCharN(delimiter, index - field.fieldsBefore) && appendField(value);
   const auto start = static_cast<unsigned int>(field.bytes.data() - m_data);
-  const SavedTail tail(content().substr(start + field.bytes.size()), m_secure);
+  // Nothing is kept behind the last field, not even behind an embedded NUL.
+  const std::size_t end = start + field.bytes.size();
+  const SavedTail tail(end == text().size() ? "" : content().substr(end), m_secure);
   if (!tail.ok()) return false;
   endAt(start);
   const bool stored = appendField(value);
@@ -115,7 +114,7 @@ bool StringBuffer::appendField(const StringBuffer& value) {
 bool StringBuffer::removeNthDelimited(unsigned int index, char delimiter, bool honourQuotes,
                                       bool honourEscapes) {
   if (index > kLastReadableField || m_length == 0) return false;
-  const Field field = findField(text(), index, fieldEnd(delimiter, honourQuotes, honourEscapes));
+  const Field field = findField(text(), index, endAtByte(delimiter, honourQuotes, honourEscapes));
   if (!field.exists) return false;
   const auto start = static_cast<std::size_t>(field.bytes.data() - m_data);
   const std::size_t end = start + field.bytes.size();

@@ -48,6 +48,7 @@ void StringBuffer::splitAttrValue(StringBuffer& name, StringBuffer& value, bool 
 
 bool StringBuffer::getNamedValue(const char* name, StringBuffer& value) const {
   StringBuffer key;
+  key.m_secure = m_secure;
   const std::string_view bareName = trimmed(name == nullptr ? "" : name);
   const bool built = key.appendBytes(bareName) && key.appendChar('=');
   value.emptyForOutput();

@@ -133,8 +133,7 @@ unsigned int StringBuffer::replaceAllOccurancesBetween(const char* begin, const 
   }
   if (count == 0) return 0;
   out.appendBytes(rest);
-  clear();
-  append(out);
+  replaceByPieces({out.content()});
   return count;
 }
 

@@ -8,9 +8,7 @@
 #include "core/StringBuffer.h"
 #include "text/internal/ByteClasses.h"
 #include "text/internal/StableText.h"
-#include "text/internal/Staging.h"
 
-using dorvane::internal::appendInBlocks;
 using dorvane::internal::ByteSet;
 using dorvane::internal::kDigits;
 using dorvane::internal::kHexDigits;
@@ -73,7 +71,12 @@ unsigned int StringBuffer::captureLine(const char* text, bool trim, bool toLower
   const std::string_view run = runOf(kLineBytes, text);
   const StableText line(run.data(), run.size(), ownsAddress(text));
   clear();
-  if (!line.ok() || !appendInBlocks(*this, line.view(), kLineBlock)) return 0;
+  if (!line.ok()) return 0;
+  for (std::string_view rest = line.view(); !rest.empty();) {
+    const std::string_view block = rest.substr(0, kLineBlock);
+    if (!appendBytes(block)) return 0;
+    rest.remove_prefix(block.size());
+  }
   if (trim) trim2();
   if (toLower) toLowerCase();
   return asCount(run.size());

@@ -15,7 +15,8 @@
 
 using dorvane::internal::addPiece;
 using dorvane::internal::ByteSet;
-using dorvane::internal::EndOutsideQuotes;
+using dorvane::internal::endAtAnyOf;
+using dorvane::internal::endAtByte;
 using dorvane::internal::FewBytes;
 using dorvane::internal::findBytes;
 using dorvane::internal::kLineEndings;
@@ -72,8 +73,7 @@ bool StringBuffer::split(ExtPtrArraySb& out, char delimiter, bool honourQuotes,
   if (m_length == 0) return true;
   if (!honourQuotes && !honourEscapes)
     return addPieces(out, text(), EndAtByte{delimiter}, PieceStorage::kMinimized, OneByte());
-  const ByteSet delimiters = ByteSet::of(std::string_view(&delimiter, 1));
-  return addPieces(out, text(), EndOutsideQuotes(delimiters, honourQuotes, honourEscapes),
+  return addPieces(out, text(), endAtByte(delimiter, honourQuotes, honourEscapes),
                    PieceStorage::kMinimized, OneByte());
 }
 
@@ -81,7 +81,7 @@ bool StringBuffer::split2(ExtPtrArraySb& out, const char* delimiters, bool honou
                           bool honourEscapes) const {
   if (m_length == 0) return true;
   const ByteSet set = ByteSet::of(delimiters == nullptr ? "" : delimiters);
-  return addPieces(out, text(), EndOutsideQuotes(set, honourQuotes, honourEscapes),
+  return addPieces(out, text(), endAtAnyOf(set, honourQuotes, honourEscapes),
                    PieceStorage::kAsGrown, OneByte());
 }
 
@@ -98,7 +98,7 @@ bool StringBuffer::splitByLineEndings(ExtPtrArraySb& out, bool honourQuotes,
   if (m_length == 0) return true;
   if (!honourQuotes && !honourEscapes)
     return addPieces(out, text(), EndAtLine(), PieceStorage::kMinimized, LineEnding());
-  return addPieces(out, text(), EndOutsideQuotes(kLineEndings, honourQuotes, honourEscapes),
+  return addPieces(out, text(), endAtAnyOf(kLineEndings, honourQuotes, honourEscapes),
                    PieceStorage::kMinimized, LineEnding());
 }
 

@@ -21,15 +21,6 @@ constexpr std::size_t kNone = std::string_view::npos;
 
 using PlainText = Staging<kPlainBlock>;
 
-// Stages a run of plain text of any size.
-void putRun(PlainText& plain, std::string_view run) {
-  while (!run.empty()) {
-    const std::size_t room = plain.room() != 0 ? plain.room() : kPlainBlock;
-    plain.put(run.substr(0, room));
-    run.remove_prefix(run.substr(0, room).size());
-  }
-}
-
 // "x.name" looks up "name": a qualifier of one byte is skipped.
 std::string_view keyOf(std::string_view name) {
   return name.size() >= 2 && name[1] == '.' ? name.substr(2) : name;
@@ -63,7 +54,7 @@ bool StringBuffer::variableSubstitute(_dvHashMap& variables, int valueEncoding) 
   std::string_view rest = text();
   while (!rest.empty()) {
     const std::size_t brace = std::min(rest.find('{'), rest.size());
-    putRun(plain, rest.substr(0, brace));
+    plain.putRun(rest.substr(0, brace));
     rest.remove_prefix(brace);
     if (rest.substr(0, 2) != "{$") {
       // Deliberate: the byte behind the brace is not looked at.
@@ -107,6 +98,5 @@ void StringBuffer::envReplace() {
   }
   if (!found) return;
   out.appendBytes(rest);
-  clear();
-  append(out);
+  replaceByPieces({out.content()});
 }

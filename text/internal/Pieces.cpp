@@ -6,30 +6,22 @@
 
 namespace dorvane::internal {
 
-EndOutsideQuotes::EndOutsideQuotes(const ByteSet& delimiters, bool honourQuotes,
-                                   bool honourEscapes) noexcept
-    : m_honourQuotes(honourQuotes), m_honourEscapes(honourEscapes), m_outside(delimiters) {
-  for (ByteSet* const stops : {&m_outside, &m_inside}) {
-    if (honourQuotes) stops->add('"');
-    if (honourEscapes) stops->add('\\');
-  }
+EndOutsideQuotes<FewBytes> endAtByte(char delimiter, bool honourQuotes, bool honourEscapes) {
+  char stops[3] = {delimiter};
+  std::size_t n = 1;
+  if (honourQuotes) stops[n++] = '"';
+  if (honourEscapes) stops[n++] = '\\';
+  const FewBytes outside({stops, n});
+  const FewBytes inside(n == 1 ? std::string_view(stops, 1) : std::string_view(stops + 1, n - 1));
+  return {outside, inside, honourQuotes, honourEscapes};
 }
 
-std::size_t EndOutsideQuotes::operator()(std::string_view text) const {
-  const ByteSet* stops = &m_outside;
-  for (std::size_t i = 0; i < text.size();) {
-    i += stops->findFirstIn(text.data() + i, text.size() - i);
-    if (i >= text.size()) break;
-    if (m_honourEscapes && text[i] == '\\') {
-      i += 2;
-    } else if (m_honourQuotes && text[i] == '"') {
-      stops = stops == &m_outside ? &m_inside : &m_outside;
-      ++i;
-    } else {
-      return i;
-    }
-  }
-  return text.size();
+EndOutsideQuotes<ByteSet> endAtAnyOf(const ByteSet& delimiters, bool honourQuotes,
+                                     bool honourEscapes) {
+  ByteSet inside;
+  if (honourQuotes) inside.add('"');
+  if (honourEscapes) inside.add('\\');
+  return {delimiters | inside, inside, honourQuotes, honourEscapes};
 }
 
 bool addPiece(ExtPtrArray& out, std::string_view piece, std::size_t blockSize,

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "support/ByteSet.h"
+#include "support/internal/FewBytes.h"
 
 class ExtPtrArray;
 
@@ -13,17 +14,47 @@ namespace dorvane::internal {
 /// Finds the end of the piece that a text begins with: the index of the first delimiter that is
 /// neither between double quotes nor escaped by a backslash, or the size of the text. A piece
 /// starts outside quotes with no escape pending, so each can be searched on its own.
+template <class Set>
 class EndOutsideQuotes {
  public:
-  EndOutsideQuotes(const ByteSet& delimiters, bool honourQuotes, bool honourEscapes) noexcept;
-  std::size_t operator()(std::string_view text) const;
+  /// `outside` holds the delimiters and, where they are honoured, the double quote and the
+  /// backslash; `inside` only the last two. Without quotes, `inside` does not matter.
+  EndOutsideQuotes(const Set& outside, const Set& inside, bool honourQuotes, bool honourEscapes)
+      : m_outside(outside),
+        m_inside(inside),
+        m_honourQuotes(honourQuotes),
+        m_honourEscapes(honourEscapes) {}
+
+  std::size_t operator()(std::string_view text) const {
+    const Set* stops = &m_outside;
+    for (std::size_t i = 0; i < text.size();) {
+      i += stops->findFirstIn(text.data() + i, text.size() - i);
+      if (i >= text.size()) break;
+      if (m_honourEscapes && text[i] == '\\') {
+        i += 2;
+      } else if (m_honourQuotes && text[i] == '"') {
+        stops = stops == &m_outside ? &m_inside : &m_outside;
+        ++i;
+      } else {
+        return i;
+      }
+    }
+    return text.size();
+  }
 
  private:
+  Set m_outside;
+  Set m_inside;
   bool m_honourQuotes;
   bool m_honourEscapes;
-  ByteSet m_outside;
-  ByteSet m_inside;
 };
+
+/// The end of a piece for one delimiter.
+EndOutsideQuotes<FewBytes> endAtByte(char delimiter, bool honourQuotes, bool honourEscapes);
+
+/// The end of a piece for any delimiter of a set.
+EndOutsideQuotes<ByteSet> endAtAnyOf(const ByteSet& delimiters, bool honourQuotes,
+                                     bool honourEscapes);
 
 /// Pieces and tokens grow in blocks of this size: the steps show in their heapUsage() and
 /// getExtendSize().

@@ -42,6 +42,15 @@ class Staging {
     return flushed;
   }
 
+  /// Stages a run of any size, and flushes whenever the block is full.
+  void putRun(std::string_view run) {
+    while (!run.empty()) {
+      const std::string_view part = run.substr(0, room() != 0 ? room() : kSize);
+      put(part);
+      run.remove_prefix(part.size());
+    }
+  }
+
   std::size_t used() const { return m_used; }
   std::size_t room() const { return kSize - m_used; }
 

@@ -1,0 +1,87 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "core/StringBuffer.h"
+#include "harness/BufferState.h"
+#include "harness/ModelBuffer.h"
+#include "support/_dvHashMap.h"
+
+// JSON string bodies, templates and regions at the longest content, which is 1 MiB in this build.
+#ifndef DORVANE_TEXT_MAX_CONTENT
+#error "the limit of the library under test is not known"
+#endif
+
+namespace {
+
+using harness::holds;
+using harness::invariantsHold;
+using harness::matches;
+using harness::ModelBuffer;
+using harness::modelOf;
+
+constexpr unsigned int kMost = DORVANE_TEXT_MAX_CONTENT;
+
+TEST(JsonAtTheLimit, AnEscapeThatCannotFitChangesNothing) {
+  for (const std::string& content :
+       {std::string(kMost / 2 + 1, '"'), std::string(kMost / 2, '\x01'),
+        std::string(kMost - 1, 'x') + "\"", std::string(kMost, '\x1F')}) {
+    StringBuffer buffer(content.c_str());
+    ASSERT_EQ(buffer.getSize(), content.size());
+    const ModelBuffer before = modelOf(buffer);
+    EXPECT_FALSE(buffer.jsonEscape());
+    EXPECT_TRUE(matches(buffer, before)) << content.size();
+  }
+}
+
+TEST(JsonAtTheLimit, TheLongestTextThatNeedsNoEscapeIsFine) {
+  StringBuffer buffer(std::string(kMost, 'x').c_str());
+  EXPECT_TRUE(buffer.jsonEscape());
+  EXPECT_EQ(buffer.getSize(), kMost);
+}
+
+TEST(JsonAtTheLimit, WhatFitsIsDecodedBeforeTheRestIsRefused) {
+  const std::string src(1000, 's');
+  StringBuffer out(std::string(kMost - 500, 'o').c_str());
+  EXPECT_FALSE(StringBuffer::jsonDecode(src.data(), 1000, out));
+  EXPECT_TRUE(holds(out, std::string(kMost - 500, 'o') + std::string(400, 's')));
+}
+
+TEST(VariablesAtTheLimit, AValueThatCannotBeEscapedIsLeftOut) {
+  _dvHashMap variables;
+  ASSERT_TRUE(variables.hashInsertString("v", std::string(kMost / 2 + 1, '"').c_str()));
+  for (const int mode : {4, 22}) {
+    StringBuffer buffer("a{$v}b");
+    EXPECT_FALSE(buffer.variableSubstitute(variables, mode));
+    EXPECT_TRUE(holds(buffer, "ab", 0, 202));
+  }
+}
+
+TEST(VariablesAtTheLimit, AValueThatDoesNotFitIsLeftOut) {
+  _dvHashMap variables;
+  ASSERT_TRUE(variables.hashInsertString("v", std::string(kMost - 1, 'v').c_str()));
+  StringBuffer buffer("ab{$v}c");
+  EXPECT_FALSE(buffer.variableSubstitute(variables, 0));
+  EXPECT_TRUE(holds(buffer, "abc", 0, 202));
+}
+
+TEST(WordReplaceAtTheLimit, PiecesThatDoNotFitAreLeftOutAndCounted) {
+  const std::string replacement(kMost - 2, 'r');
+  StringBuffer buffer("a,a,");
+  EXPECT_EQ(buffer.replaceAllWordOccurances("a", replacement.c_str(), 0, false), 2U);
+  EXPECT_TRUE(holds(buffer, replacement + ",,"));
+}
+
+TEST(RegionsAtTheLimit, AReplacementThatDoesNotFitCorruptsNothing) {
+  const std::string replacement(kMost - 2, 'r');
+  for (const bool dropMarkers : {false, true}) {
+    StringBuffer buffer("xx[a]yy");
+    buffer.replaceAllBetween("[", "]", replacement.c_str(), dropMarkers);
+    EXPECT_TRUE(invariantsHold(buffer));
+    StringBuffer regions("[aaa][aaa]");
+    EXPECT_LE(regions.replaceAllOccurancesBetween("[", "]", "a", replacement.c_str()), 2U);
+    EXPECT_TRUE(invariantsHold(regions));
+  }
+}
+
+}  // namespace
