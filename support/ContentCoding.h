@@ -2,9 +2,11 @@
 #define DORVANE_SUPPORT_CONTENTCODING_H
 
 class DataBuffer;
+class LogBase;
 class StringBuffer;
 
-/// The base64 content coding of mail (RFC 2045, section 6.8; RFC 4648, section 4).
+/// The content codings of mail: base64 (RFC 2045, section 6.8; RFC 4648, section 4) and the encoded
+/// words of headers (RFC 2047).
 class ContentCoding {
  public:
   /// Appends the base64 text of `n` bytes, padded and without line breaks; null is empty. The
@@ -18,6 +20,26 @@ class ContentCoding {
   /// last symbol that completes no byte is dropped. False only when memory is exhausted; what
   /// was appended before stays. Linear.
   bool decodeBase64ToDb(const char* text, unsigned int n, DataBuffer& out);
+
+  /// Decodes the encoded words in the content, Q and B, to UTF-8 in place (RFC 2047). NULs are
+  /// bytes like others.
+  ///
+  /// - Words are decoded wherever they stand and however long they are. White space (a line end
+  ///   only before a space or TAB) is dropped between words that are both decoded. Adjacent words
+  ///   of one charset are joined before they are converted, so that a character may be split
+  ///   between them.
+  /// - Accepted beyond the RFC: an empty word, a space or TAB inside one, missing or surplus
+  ///   padding. A language suffix of the charset (RFC 2231, section 5) is ignored.
+  /// - A word with an unknown charset or encoding, or malformed, is left as it is, byte for byte.
+  ///   Where the bytes of a decoded word are malformed in its charset, U+FFFD stands.
+  ///
+  /// True when neither of the last two occurred; otherwise one error is logged, with the number of
+  /// such places and the offset of the first. When memory is exhausted that is logged, nothing has
+  /// changed, and the result is false. The content is touched only when a word was decoded. Linear.
+  ///
+  /// What is decoded may hold anything, line ends and NULs too: check it before it goes into
+  /// another header.
+  bool QB_DecodeToUtf8(StringBuffer& text, LogBase& log);
 };
 
 #endif

@@ -1,6 +1,7 @@
 #include "support/EncodingConvert.h"
 
 #include <cstddef>
+#include <cstdio>
 
 #include "support/DataBuffer.h"
 #include "support/LogBase.h"
@@ -13,8 +14,10 @@
 using dorvane::internal::ByteBlock;
 using dorvane::internal::CharacterBlock;
 using dorvane::internal::CodePage;
+using dorvane::internal::Direction;
 using dorvane::internal::Faults;
 using dorvane::internal::findCodePage;
+using dorvane::internal::PageState;
 using dorvane::internal::pointsInto;
 using dorvane::internal::SourceText;
 
@@ -33,12 +36,14 @@ class Conversion {
 
   // False when memory is exhausted.
   bool run() {
+    if (m_source.atEnd()) return true;
     while (!m_source.atEnd())
       if (!step()) return false;
-    return true;
+    return finish();
   }
 
-  const Faults& faults() const noexcept { return m_faults; }
+  unsigned int faults() const noexcept { return m_faults.count; }
+  unsigned int firstOffset() const noexcept { return m_firstOffset; }
 
  private:
   bool step() {
@@ -52,8 +57,24 @@ class Conversion {
   }
 
   bool convertBlock() {
-    m_from.decode(m_from, m_source, m_characters);
+    const SourceText block = m_source;
+    const bool isFirst = m_faults.count == 0;
+    m_from.decode(m_from, m_source, m_characters, CharacterBlock::kCapacity);
     m_to.encode(m_to, m_characters, m_bytes, m_faults);
+    if (isFirst && m_faults.count != 0) m_firstOffset = offsetOf(m_faults.firstIndex, block);
+    return append(m_bytes.bytes, m_bytes.size);
+  }
+
+  // The offset is asked for once, so the block is decoded again up to there instead of keeping
+  // one with every character.
+  unsigned int offsetOf(unsigned int index, SourceText block) {
+    m_from.decode(m_from, block, m_characters, index);
+    return block.position();
+  }
+
+  bool finish() {
+    if (m_to.finish == nullptr) return true;
+    m_to.finish(m_to, m_bytes);
     return append(m_bytes.bytes, m_bytes.size);
   }
 
@@ -72,6 +93,7 @@ class Conversion {
   CharacterBlock m_characters;
   ByteBlock m_bytes;
   Faults m_faults;
+  unsigned int m_firstOffset = 0;
 };
 
 void logNumber(LogBase& log, const char* name, long long value) {
@@ -84,6 +106,16 @@ void logError(const char* text, int fromCodePage, int toCodePage, LogBase& log) 
   log.LogError(text);
   logNumber(log, "fromCodePage", fromCodePage);
   logNumber(log, "toCodePage", toCodePage);
+}
+
+void logMissingPage(PageState state, int page, int fromCodePage, int toCodePage, LogBase& log) {
+  char text[96] = "Unknown code page; the bytes are passed through";
+  if (state == PageState::kNoConverter) {
+    static_cast<void>(std::snprintf(
+        text, sizeof(text),
+        "The system has no converter for code page %d; the bytes are passed through", page));
+  }
+  logError(state == PageState::kNoMemory ? "Out of memory" : text, fromCodePage, toCodePage, log);
 }
 
 bool refuseLength(int n, LogBase& log) {
@@ -99,11 +131,13 @@ bool refuseLength(int n, LogBase& log) {
 bool EncodingConvert::EncConvert(int fromCodePage, int toCodePage, const unsigned char* source,
                                  unsigned int n, DataBuffer& out, LogBase& log) {
   const LogContextExitor context(log, "EncodingConvert");
-  const CodePage from = findCodePage(fromCodePage);
-  const CodePage to = findCodePage(toCodePage);
-  if (from.decode == nullptr || to.encode == nullptr) {
-    logError("Unknown code page; the bytes are passed through", fromCodePage, toCodePage, log);
-    out.append(source, n);
+  const CodePage from = findCodePage(fromCodePage, Direction::kDecode);
+  const CodePage to = findCodePage(toCodePage, Direction::kEncode);
+  const bool fromReady = from.state == PageState::kReady;
+  if (!fromReady || to.state != PageState::kReady) {
+    const PageState state = fromReady ? to.state : from.state;
+    logMissingPage(state, fromReady ? toCodePage : fromCodePage, fromCodePage, toCodePage, log);
+    if (state != PageState::kNoMemory) out.append(source, n);
     return false;
   }
   Conversion conversion(from, to, SourceText(source, n), out);
@@ -111,11 +145,10 @@ bool EncodingConvert::EncConvert(int fromCodePage, int toCodePage, const unsigne
     logError("Out of memory", fromCodePage, toCodePage, log);
     return false;
   }
-  const Faults& faults = conversion.faults();
-  if (faults.count == 0) return true;
+  if (conversion.faults() == 0) return true;
   logError("Characters are malformed or not in the target page", fromCodePage, toCodePage, log);
-  logNumber(log, "characters", faults.count);
-  logNumber(log, "firstOffset", faults.firstOffset);
+  logNumber(log, "characters", conversion.faults());
+  logNumber(log, "firstOffset", conversion.firstOffset());
   return false;
 }
 

@@ -15,6 +15,20 @@ class LogBase;
 /// the bytes are passed through unchanged, and the result is false. When memory is exhausted an
 /// error is logged, what was appended before stays, and the result is false. A null source is
 /// empty. All are linear.
+///
+/// The pages:
+/// - 65001 (UTF-8), 1200 and 1201 (UTF-16, little and big endian), 12000 and 12001 (UTF-32),
+///   20127 (US-ASCII);
+/// - single bytes: 437, 737, 775, 850, 852, 855, 857, 858, 860 to 866, 869, 874; 1250 to 1258;
+///   28591 to 28601 and 28603 to 28606 (ISO 8859-1 to -11 and -13 to -16); 20866 and 21866
+///   (KOI8-R and -U). A byte that a page leaves undefined is malformed, except that in 1252 it is
+///   the C1 control of the same number. Deliberate: 864 has the Arabic percent sign at 0x25 and no
+///   other. A combination that 1255 or 1258 has only as base and mark has no form in them.
+/// - East Asia: 932, 936, 949, 950, 1361, 20932, 20936, 20949, 50220 to 50222 and 50225
+///   (ISO-2022), 51932, 51936, 51949, 51950, 52936 (HZ) and 54936 (GB 18030), as the C library's
+///   iconv converts them. Where it lacks one (glibc has no HZ), that is logged and the bytes are
+///   passed through as for an unknown page. A malformed character ends before the next ASCII
+///   byte, so that no byte hides another one. A text in ISO-2022 ends in ASCII.
 class EncodingConvert {
  public:
   /// From any page to any page.

@@ -9,8 +9,6 @@
 namespace dorvane::internal {
 namespace {
 
-constexpr unsigned int kReplacement = 0xFFFD;
-
 constexpr bool isSurrogate(unsigned int value) noexcept { return (value & ~0x7FFU) == 0xD800; }
 constexpr bool isHighSurrogate(unsigned int unit) noexcept { return (unit & ~0x3FFU) == 0xD800; }
 constexpr bool isLowSurrogate(unsigned int unit) noexcept { return (unit & ~0x3FFU) == 0xDC00; }
@@ -128,16 +126,30 @@ struct SingleByte {
   }
 };
 
+// Page 864 has the Arabic percent sign in place of the ASCII one.
+struct Arabic864 {
+  static constexpr unsigned int kArabicPercent = 0x066A;
+
+  static unsigned int take(const CodePage& page, SourceText& source) noexcept {
+    const unsigned int codePoint = SingleByte::take(page, source);
+    return codePoint == '%' ? kArabicPercent : codePoint;
+  }
+
+  static unsigned char* put(const CodePage& page, unsigned int codePoint,
+                            unsigned char* out) noexcept {
+    if (codePoint == '%') return out;
+    return SingleByte::put(page, codePoint == kArabicPercent ? '%' : codePoint, out);
+  }
+};
+
 // The position in the source and the one in the block live in local variables, which the compiler
 // keeps in registers.
 template <class Form>
-void decode(const CodePage& page, SourceText& source, CharacterBlock& block) noexcept {
+void decode(const CodePage& page, SourceText& source, CharacterBlock& block,
+            unsigned int limit) noexcept {
   SourceText reader = source;
   unsigned int size = 0;
-  for (; size < CharacterBlock::kCapacity && !reader.atEnd(); ++size) {
-    const unsigned int offset = reader.position();
-    block.characters[size] = {Form::take(page, reader), offset};
-  }
+  for (; size < limit && !reader.atEnd(); ++size) block.codePoints[size] = Form::take(page, reader);
   block.size = size;
   source = reader;
 }
@@ -147,20 +159,25 @@ void encode(const CodePage& page, const CharacterBlock& block, ByteBlock& bytes,
             Faults& faults) noexcept {
   unsigned char* end = bytes.bytes;
   for (unsigned int i = 0; i < block.size; ++i) {
-    const auto [codePoint, offset] = block.characters[i];
-    const bool malformed = codePoint == kMalformed;
+    const bool malformed = block.codePoints[i] == kMalformed;
     unsigned char* const start = end;
-    end = Form::put(page, malformed ? kReplacement : codePoint, start);
+    end = Form::put(page, malformed ? kReplacement : block.codePoints[i], start);
     const bool hasForm = end != start;
     if (!hasForm) *end++ = '?';
-    if (malformed || !hasForm) faults.note(offset);
+    if (malformed || !hasForm) faults.note(i);
   }
   bytes.size = static_cast<unsigned int>(end - bytes.bytes);
 }
 
 template <class Form>
 CodePage pageOf(bool extendsAscii, const SingleByteTable* table = nullptr) noexcept {
-  return {decode<Form>, encode<Form>, table, extendsAscii};
+  CodePage page;
+  page.state = PageState::kReady;
+  page.decode = decode<Form>;
+  page.encode = encode<Form>;
+  page.extendsAscii = extendsAscii;
+  page.table = table;
+  return page;
 }
 
 }  // namespace
@@ -178,7 +195,7 @@ unsigned int SourceText::asciiRun() const noexcept {
   return run;
 }
 
-CodePage findCodePage(int number) noexcept {
+CodePage findCodePage(int number, Direction direction) noexcept {
   switch (number) {
     case 65001:
       return pageOf<Utf8>(true);
@@ -192,9 +209,11 @@ CodePage findCodePage(int number) noexcept {
       return pageOf<Utf32<true>>(false);
     case 20127:
       return pageOf<SingleByte>(true);
+    case 864:
+      return pageOf<Arabic864>(false, findSingleByteTable(864));
     default:
       const SingleByteTable* const table = findSingleByteTable(number);
-      return table == nullptr ? CodePage{} : pageOf<SingleByte>(true, table);
+      return table == nullptr ? findSystemPage(number, direction) : pageOf<SingleByte>(true, table);
   }
 }
 

@@ -2,6 +2,7 @@
 #define DORVANE_SUPPORT_INTERNAL_CODEPAGES_H
 
 #include "support/dvMemory.h"
+#include "support/internal/SystemPages.h"
 
 // What EncodingConvert is made of: a text is decoded into blocks of code points, and each block
 // is encoded into bytes. A code page is a pair of functions that do this.
@@ -10,6 +11,9 @@ namespace dorvane::internal {
 
 /// Stands for a malformed character in a block; no code point has this value.
 inline constexpr unsigned int kMalformed = 0xFFFFFFFFU;
+
+/// What is written for it where the page has it (U+FFFD REPLACEMENT CHARACTER).
+inline constexpr unsigned int kReplacement = 0xFFFD;
 
 /// The source text and how far it has been read.
 class SourceText {
@@ -40,27 +44,23 @@ class SourceText {
   unsigned int m_position = 0;
 };
 
-struct Character {
-  unsigned int codePoint;  // a Unicode scalar value or kMalformed
-  unsigned int offset;     // where it begins in the source
-};
-
-/// The characters that are decoded at a time. They may be secret, so they are wiped.
+/// The characters that are decoded at a time: Unicode scalar values or kMalformed. They may be
+/// secret, so they are wiped.
 struct CharacterBlock {
   static constexpr unsigned int kCapacity = 128;
 
   CharacterBlock() = default;  // leaves the array as it is
   CharacterBlock(const CharacterBlock&) = delete;
   CharacterBlock& operator=(const CharacterBlock&) = delete;
-  ~CharacterBlock() { dvSecureZero(characters, sizeof(characters)); }
+  ~CharacterBlock() { dvSecureZero(codePoints, sizeof(codePoints)); }
 
-  Character characters[kCapacity];
+  unsigned int codePoints[kCapacity];
   unsigned int size = 0;
 };
 
 /// The bytes of one block of characters. They may be secret, so they are wiped.
 struct ByteBlock {
-  static constexpr unsigned int kMostBytesPerCharacter = 4;
+  static constexpr unsigned int kMostBytesPerCharacter = 8;  // with its shift sequences
 
   ByteBlock() = default;  // leaves the array as it is
   ByteBlock(const ByteBlock&) = delete;
@@ -74,34 +74,48 @@ struct ByteBlock {
 /// The characters of a text that could not be converted.
 struct Faults {
   unsigned int count = 0;
-  unsigned int firstOffset = 0;
+  unsigned int firstIndex = 0;  // of the first of them in its block
 
-  void note(unsigned int offset) noexcept {
-    if (count++ == 0) firstOffset = offset;
+  void note(unsigned int index) noexcept {
+    if (count++ == 0) firstIndex = index;
   }
 };
 
 struct SingleByteTable;
 
+enum class PageState { kUnknown, kReady, kNoConverter, kNoMemory };
+
+/// A code page that is ready for one direction.
 struct CodePage {
-  /// Fills the block with the next characters, until it is full or the source at its end; each
-  /// takes at least one byte.
-  void (*decode)(const CodePage& page, SourceText& source, CharacterBlock& characters) noexcept;
+  PageState state = PageState::kUnknown;
+
+  /// Fills the block with the next characters, until it holds `limit` or the source is at its
+  /// end; each takes at least one byte. A page with shift sequences gives one character at a time,
+  /// or none for such a sequence; any other gives the same again from the same place.
+  void (*decode)(const CodePage& page, SourceText& source, CharacterBlock& characters,
+                 unsigned int limit) noexcept = nullptr;
 
   /// Fills `bytes` with the characters of a block. For one that is malformed or has no form in
   /// this page a substitute is written and a fault noted.
   void (*encode)(const CodePage& page, const CharacterBlock& characters, ByteBlock& bytes,
-                 Faults& faults) noexcept;
+                 Faults& faults) noexcept = nullptr;
+
+  /// Fills `bytes` with what has to stand at the end of the text; null for nothing.
+  void (*finish)(const CodePage& page, ByteBlock& bytes) noexcept = nullptr;
+
+  /// True when a byte below 0x80 that begins a character is the ASCII character.
+  bool extendsAscii = false;
 
   /// The characters above 0x7F of a single-byte page; null for US-ASCII.
-  const SingleByteTable* table;
+  const SingleByteTable* table = nullptr;
 
-  /// True when a byte below 0x80 is the ASCII character, wherever it stands.
-  bool extendsAscii;
+  /// The page of the C library and its converter, or null.
+  const SystemPage* system = nullptr;
+  SystemConverter converter;
 };
 
-/// The page of a number; its functions are null when it is not known.
-CodePage findCodePage(int number) noexcept;
+/// The page of a number. Its functions are set when its state is kReady.
+CodePage findCodePage(int number, Direction direction) noexcept;
 
 }  // namespace dorvane::internal
 

@@ -382,11 +382,12 @@ TEST(EncodingConvert, AppendsToItsOutput) {
 
 TEST(EncodingConvert, ConvertsNothingOfAnEmptySource) {
   EncodingConvert converter;
-  for (const int page : {kUtf8, kUtf16Le, kAscii, 1252}) {
+  for (const int page : {kUtf8, kUtf16Le, kAscii, 1252, 932, 50220}) {
     DataBuffer out;
     LogBase log;
     EXPECT_TRUE(converter.EncConvert(page, kUtf8, bytesOf(""), 0, out, log));
     EXPECT_TRUE(converter.EncConvert(page, kUtf8, nullptr, 9, out, log));
+    EXPECT_TRUE(converter.EncConvert(kUtf8, page, nullptr, 9, out, log));
     EXPECT_EQ(out.getSize(), 0U);
     EXPECT_EQ(log.errorCount(), 0U);
   }
@@ -425,6 +426,10 @@ TEST(EncodingConvert, UsesTheSystemPages) {
   toAnsi.clear();
   EXPECT_TRUE(converter.MultiByteToAnsi(kUtf8, bytesOf(accent), 2, toAnsi, log));
   EXPECT_EQ(contentOf(toAnsi), "\x82");
+  Psdk::setAnsiCodePage(932);
+  toAnsi.clear();
+  EXPECT_TRUE(converter.MultiByteToAnsi(kUtf8, bytesOf("\xE3\x82\xBD"), 3, toAnsi, log));
+  EXPECT_EQ(contentOf(toAnsi), "\x83\x5C");
   Psdk::setAnsiCodePage(0);
   EXPECT_EQ(log.errorCount(), 0U);
 }

@@ -1,0 +1,313 @@
+// The text is read once. Words that follow each other in one charset are decoded to bytes, which
+// are then converted in one piece; everything else is copied in runs. Tested in
+// tests/support/EncodedWordsTest.cpp.
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "core/StringBuffer.h"
+#include "support/ByteSet.h"
+#include "support/ContentCoding.h"
+#include "support/DataBuffer.h"
+#include "support/EncodingConvert.h"
+#include "support/LogBase.h"
+#include "support/LogContextExitor.h"
+#include "support/LogNull.h"
+#include "support/internal/AppendExactly.h"
+#include "support/internal/Ascii.h"
+#include "support/internal/BinaryDecoders.h"
+#include "support/internal/CharsetNames.h"
+#include "support/internal/ContentOf.h"
+#include "support/internal/DecodedBytes.h"
+
+using dorvane::internal::appendExactly;
+using dorvane::internal::asciiLower;
+using dorvane::internal::ByteSet;
+using dorvane::internal::codePageOfCharset;
+using dorvane::internal::contentOf;
+using dorvane::internal::decodeBase64;
+using dorvane::internal::DecodedBytes;
+using dorvane::internal::hexDigitValue;
+using dorvane::internal::Misfits;
+
+namespace {
+
+constexpr int kUtf8 = 65001;
+
+// No part of a word holds a "?". The next word to try therefore begins behind the parts that have
+// been read, or in the last of them: no byte is read more than a few times.
+constexpr ByteSet kTokenBytes = ByteSet::range(0x21, 0x7E) & ~ByteSet::of("?");
+constexpr ByteSet kEncodedBytes = kTokenBytes | ByteSet::of(" \t");
+constexpr ByteSet kBase64Bytes = ByteSet::range('A', 'Z') | ByteSet::range('a', 'z') |
+                                 ByteSet::range('0', '9') | ByteSet::of("+/");
+static_assert(kTokenBytes.size() == 93 && kEncodedBytes.size() == 95 && kBase64Bytes.size() == 64);
+
+struct Word {
+  std::string_view charset;
+  std::string_view encoding;
+  std::string_view encoded;
+  std::size_t begin = 0;
+  std::size_t end = 0;
+  int page = 0;
+};
+
+// Cuts the bytes of a set off the front of a text.
+std::string_view take(const ByteSet& set, std::string_view& text) noexcept {
+  const std::string_view taken = text.substr(0, set.findFirstNotIn(text.data(), text.size()));
+  text.remove_prefix(taken.size());
+  return taken;
+}
+
+bool skip(std::string_view expected, std::string_view& text) noexcept {
+  if (text.substr(0, expected.size()) != expected) return false;
+  text.remove_prefix(expected.size());
+  return true;
+}
+
+// Finds the parts of the word that begins at `at`; false when none does.
+bool readWord(std::string_view text, std::size_t at, Word& word) noexcept {
+  std::string_view rest = text.substr(at);
+  if (!skip("=?", rest)) return false;
+  word.charset = take(kTokenBytes, rest);
+  if (word.charset.empty() || !skip("?", rest)) return false;
+  word.encoding = take(kTokenBytes, rest);
+  if (word.encoding.empty() || !skip("?", rest)) return false;
+  word.encoded = take(kEncodedBytes, rest);
+  if (!skip("?=", rest)) return false;
+  word.begin = at;
+  word.end = text.size() - rest.size();
+  return true;
+}
+
+bool isSpaceOrTab(std::string_view text, std::size_t at) noexcept {
+  return at < text.size() && (text[at] == ' ' || text[at] == '\t');
+}
+
+// Behind the linear white space at `at` (RFC 822, section 3.3): a line end belongs to it only
+// where the next line goes on with a space or TAB.
+std::size_t skipLinearWhiteSpace(std::string_view text, std::size_t at) noexcept {
+  for (;;) {
+    std::size_t next = at;
+    if (next < text.size() && text[next] == '\r') ++next;
+    if (next < text.size() && text[next] == '\n') ++next;
+    if (!isSpaceOrTab(text, next)) return at;
+    at = next + 1;
+  }
+}
+
+bool isHexDigit(char c) noexcept { return hexDigitValue(static_cast<unsigned char>(c)) >= 0; }
+
+bool isWellFormedQ(std::string_view encoded) noexcept {
+  for (std::size_t at = encoded.find('='); at != std::string_view::npos;
+       at = encoded.find('=', at + 3)) {
+    if (encoded.size() - at < 3) return false;
+    if (!isHexDigit(encoded[at + 1]) || !isHexDigit(encoded[at + 2])) return false;
+  }
+  return true;
+}
+
+bool isWellFormedB(std::string_view encoded) noexcept {
+  std::size_t symbols = 0;
+  bool padded = false;
+  for (const char c : encoded) {
+    if (c == ' ' || c == '\t') continue;
+    if (c != '=' && (padded || !kBase64Bytes.contains(c))) return false;
+    padded = c == '=';
+    if (!padded) ++symbols;
+  }
+  return symbols % 4 != 1;
+}
+
+unsigned char hexByte(char high, char low) noexcept {
+  return static_cast<unsigned char>(hexDigitValue(static_cast<unsigned char>(high)) * 16 +
+                                    hexDigitValue(static_cast<unsigned char>(low)));
+}
+
+bool decodeQ(std::string_view encoded, DataBuffer& out) {
+  DecodedBytes bytes(out);
+  for (std::size_t at = 0; at < encoded.size(); ++at) {
+    auto byte = static_cast<unsigned char>(encoded[at]);
+    if (byte == '_') byte = ' ';
+    if (byte == '=') {
+      byte = hexByte(encoded[at + 1], encoded[at + 2]);
+      at += 2;
+    }
+    if (!bytes.append(byte)) return false;
+  }
+  return bytes.flush();
+}
+
+char encodingOf(const Word& word) noexcept {
+  if (word.encoding.size() != 1) return '\0';
+  return static_cast<char>(asciiLower(static_cast<unsigned char>(word.encoding[0])));
+}
+
+bool isWellFormed(const Word& word) noexcept {
+  switch (encodingOf(word)) {
+    case 'q':
+      return isWellFormedQ(word.encoded);
+    case 'b':
+      return isWellFormedB(word.encoded);
+    default:
+      return false;
+  }
+}
+
+bool decodeBytes(const Word& word, DataBuffer& out) {
+  if (encodingOf(word) == 'q') return decodeQ(word.encoded, out);
+  Misfits ignored;
+  return decodeBase64(word.encoded, out, ignored);
+}
+
+bool convertToUtf8(int page, const DataBuffer& bytes, DataBuffer& out) {
+  EncodingConvert converter;
+  LogNull log;
+  return converter.EncConvert(page, kUtf8, bytes.getData2(), bytes.getSize(), out, log);
+}
+
+// The code pages of the charsets in a text. A charset may be known although the system lacks its
+// converter.
+class KnownPages {
+ public:
+  // The page of a charset, with or without a language behind it; 0 when there is none.
+  int find(std::string_view charset) {
+    const int page = codePageOfCharset(charset.substr(0, charset.find('*')));
+    if (page == 0 || page == m_last) return m_lastConverts ? page : 0;
+    m_last = page;
+    DataBuffer nothing;
+    DataBuffer unused;
+    m_lastConverts = convertToUtf8(page, nothing, unused);
+    return m_lastConverts ? page : 0;
+  }
+
+ private:
+  int m_last = 0;
+  bool m_lastConverts = true;
+};
+
+class WordDecoder {
+ public:
+  WordDecoder(std::string_view text, DataBuffer& out) noexcept : m_text(text), m_out(out) {}
+
+  // Appends the text with its words decoded; nothing when there is none. False when memory is
+  // exhausted.
+  bool run() {
+    for (Word word; findWord(word);) {
+      if (!isDecodable(word)) {
+        m_faults.note(word.begin);
+        m_at = word.end;
+      } else if (!copyUpTo(word.begin) || !decodeFrom(word)) {
+        return false;
+      }
+    }
+    return !m_hasDecoded || copyUpTo(m_text.size());
+  }
+
+  bool hasDecoded() const noexcept { return m_hasDecoded; }
+
+  // The words that are left as they are, and those with malformed characters.
+  const Misfits& faults() const noexcept { return m_faults; }
+
+ private:
+  // The next word from m_at on.
+  bool findWord(Word& word) const noexcept {
+    std::size_t at = m_text.find("=?", m_at);
+    while (at != std::string_view::npos && !readWord(m_text, at, word))
+      at = m_text.find("=?", at + 2);
+    return at != std::string_view::npos;
+  }
+
+  bool isDecodable(Word& word) {
+    word.page = m_pages.find(word.charset);
+    return word.page != 0 && isWellFormed(word);
+  }
+
+  bool copyUpTo(std::size_t end) {
+    const std::string_view plain = m_text.substr(m_copied, end - m_copied);
+    m_copied = end;
+    return m_out.append(plain.data(), static_cast<unsigned int>(plain.size()));
+  }
+
+  // Decodes a word and all that are adjacent.
+  bool decodeFrom(Word word) {
+    m_hasDecoded = true;
+    bool goesOn = true;
+    while (goesOn)
+      if (!decodeRun(word, goesOn)) return false;
+    m_copied = m_at;
+    return true;
+  }
+
+  // Decodes a word and those behind it that have its charset. `goesOn` becomes whether `word` is
+  // now an adjacent one of another charset.
+  bool decodeRun(Word& word, bool& goesOn) {
+    DataBuffer bytes;
+    bytes.setSecure(true);
+    const Word first = word;
+    do {
+      if (!decodeBytes(word, bytes)) return false;
+      m_at = word.end;
+      goesOn = findAdjacent(word);
+    } while (goesOn && word.page == first.page);
+    return append(bytes, first);
+  }
+
+  bool findAdjacent(Word& word) {
+    Word next;
+    if (!readWord(m_text, skipLinearWhiteSpace(m_text, m_at), next) || !isDecodable(next))
+      return false;
+    word = next;
+    return true;
+  }
+
+  // There is room for the longest result before the conversion begins: a result of the converter's
+  // then speaks of characters, not of memory.
+  bool append(const DataBuffer& bytes, const Word& first) {
+    constexpr std::uint64_t kMostBytes = 0xFFFFFFFFU;
+    const std::uint64_t longest = std::uint64_t{3} * bytes.getSize();
+    DataBuffer utf8;
+    utf8.setSecure(true);
+    if (longest > kMostBytes || !utf8.ensureBuffer(static_cast<unsigned int>(longest)))
+      return false;
+    if (!convertToUtf8(first.page, bytes, utf8)) m_faults.note(first.begin);
+    return m_out.append(utf8.getData2(), utf8.getSize());
+  }
+
+  const std::string_view m_text;
+  DataBuffer& m_out;
+  KnownPages m_pages;
+  Misfits m_faults;
+  std::size_t m_at = 0;      // what is before has been looked at
+  std::size_t m_copied = 0;  // what is before has been appended or dropped
+  bool m_hasDecoded = false;
+};
+
+// Replaces the content; nothing has changed when there is no room for the new one.
+bool replaceContent(const DataBuffer& bytes, StringBuffer& text) {
+  const unsigned int sizeBefore = text.getSize();
+  if (bytes.getSize() > sizeBefore && !text.expectNumBytes(bytes.getSize() - sizeBefore))
+    return false;
+  text.weakClear();
+  return appendExactly({reinterpret_cast<const char*>(bytes.getData2()), bytes.getSize()}, text);
+}
+
+}  // namespace
+
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): used through an object
+bool ContentCoding::QB_DecodeToUtf8(StringBuffer& text, LogBase& log) {
+  const LogContextExitor context(log, "QB_DecodeToUtf8");
+  DataBuffer decoded;
+  decoded.setSecure(true);
+  WordDecoder decoder(contentOf(text), decoded);
+  if (!decoder.run() || (decoder.hasDecoded() && !replaceContent(decoded, text))) {
+    log.LogError("Out of memory");
+    return false;
+  }
+  const Misfits& faults = decoder.faults();
+  if (faults.count == 0) return true;
+  log.LogError("Encoded words are malformed or in an unknown charset or encoding");
+  log.LogDataLong("words", static_cast<long>(faults.count));
+  log.LogDataLong("firstOffset", static_cast<long>(faults.firstOffset));
+  return false;
+}

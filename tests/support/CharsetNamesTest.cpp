@@ -1,0 +1,211 @@
+#include "support/internal/CharsetNames.h"
+
+#include <gtest/gtest.h>
+#include <iconv.h>
+
+#include <string>
+#include <string_view>
+
+#include "support/DataBuffer.h"
+#include "support/EncodingConvert.h"
+#include "support/LogBase.h"
+
+namespace {
+
+using dorvane::internal::codePageOfCharset;
+
+constexpr struct {
+  const char* name;
+  int page;
+} kCharsets[] = {
+    {"utf-8", 65001},
+    {"utf8", 65001},
+    {"unicode-1-1-utf-8", 65001},
+    {"utf-16", 1200},
+    {"utf-16le", 1200},
+    {"utf-16be", 1201},
+    {"utf-32", 12000},
+    {"utf-32le", 12000},
+    {"utf-32be", 12001},
+    {"us-ascii", 20127},
+    {"ascii", 20127},
+    {"ansi_x3.4-1968", 20127},
+    {"646", 20127},
+    {"iso-8859-1", 28591},
+    {"iso_8859-1", 28591},
+    {"iso_8859-1:1987", 28591},
+    {"iso8859-1", 28591},
+    {"iso88591", 28591},
+    {"latin1", 28591},
+    {"l1", 28591},
+    {"ibm819", 28591},
+    {"iso-8859-2", 28592},
+    {"latin2", 28592},
+    {"iso-8859-3", 28593},
+    {"iso-8859-4", 28594},
+    {"iso-8859-5", 28595},
+    {"cyrillic", 28595},
+    {"iso-8859-6", 28596},
+    {"asmo-708", 28596},
+    {"iso-8859-7", 28597},
+    {"greek8", 28597},
+    {"iso-8859-8", 28598},
+    {"iso-8859-8-i", 28598},
+    {"hebrew", 28598},
+    {"iso-8859-9", 28599},
+    {"latin5", 28599},
+    {"iso-8859-10", 28600},
+    {"latin6", 28600},
+    {"iso-8859-11", 28601},
+    {"iso-8859-13", 28603},
+    {"latin7", 28603},
+    {"iso-8859-14", 28604},
+    {"latin8", 28604},
+    {"iso-8859-15", 28605},
+    {"latin-9", 28605},
+    {"iso-8859-16", 28606},
+    {"latin10", 28606},
+    {"ibm437", 437},
+    {"cp437", 437},
+    {"437", 437},
+    {"cp737", 737},
+    {"ibm775", 775},
+    {"ibm850", 850},
+    {"cp850", 850},
+    {"ibm852", 852},
+    {"ibm855", 855},
+    {"ibm857", 857},
+    {"ibm00858", 858},
+    {"ibm860", 860},
+    {"ibm861", 861},
+    {"cp-is", 861},
+    {"ibm862", 862},
+    {"dos-862", 862},
+    {"ibm863", 863},
+    {"ibm864", 864},
+    {"ibm865", 865},
+    {"ibm866", 866},
+    {"cp866", 866},
+    {"ibm869", 869},
+    {"cp-gr", 869},
+    {"windows-874", 874},
+    {"tis-620", 874},
+    {"windows-1250", 1250},
+    {"cp1250", 1250},
+    {"x-cp1250", 1250},
+    {"windows-1251", 1251},
+    {"cp1251", 1251},
+    {"windows-1252", 1252},
+    {"x-cp1252", 1252},
+    {"windows-1253", 1253},
+    {"windows-1254", 1254},
+    {"windows-1255", 1255},
+    {"windows-1256", 1256},
+    {"windows-1257", 1257},
+    {"windows-1258", 1258},
+    {"koi8-r", 20866},
+    {"koi8-u", 21866},
+    {"shift_jis", 932},
+    {"x-sjis", 932},
+    {"sjis", 932},
+    {"windows-31j", 932},
+    {"cp932", 932},
+    {"ms932", 932},
+    {"euc-jp", 51932},
+    {"iso-2022-jp", 50220},
+    {"gb2312", 936},
+    {"gbk", 936},
+    {"cp936", 936},
+    {"gb18030", 54936},
+    {"hz-gb-2312", 52936},
+    {"big5", 950},
+    {"cp950", 950},
+    {"euc-tw", 51950},
+    {"euc-kr", 949},
+    {"ks_c_5601-1987", 949},
+    {"windows-949", 949},
+    {"cp949", 949},
+    {"iso-2022-kr", 50225},
+    {"johab", 1361},
+};
+
+std::string upperCase(std::string text) {
+  for (char& c : text)
+    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
+  return text;
+}
+
+TEST(CharsetNames, GiveTheirCodePageInAnyCase) {
+  for (const auto& charset : kCharsets) {
+    std::string mixed = charset.name;
+    mixed.back() = upperCase(mixed).back();
+    EXPECT_EQ(codePageOfCharset(charset.name), charset.page) << charset.name;
+    EXPECT_EQ(codePageOfCharset(upperCase(charset.name)), charset.page) << charset.name;
+    EXPECT_EQ(codePageOfCharset(mixed), charset.page) << mixed;
+  }
+}
+
+TEST(CharsetNames, AreKnownOnlyAsAWhole) {
+  for (const auto& charset : kCharsets) {
+    const std::string name = charset.name;
+    for (const std::string& other :
+         {" " + name, name + " ", name + "?", name + '\0', "x" + name + "x", name + "\xE9"})
+      EXPECT_EQ(codePageOfCharset(other), 0) << other;
+  }
+  for (const std::string_view name :
+       {"", "-", "utf", "utf-", "utf-7", "utf-88", "iso-8859-", "iso-8859-12", "iso-8859-17", "cp",
+        "windows-1259", "\xFF\xFF", "zzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzz", "unknown-8bit", "0"})
+    EXPECT_EQ(codePageOfCharset(name), 0) << name;
+  EXPECT_EQ(codePageOfCharset({}), 0);
+  EXPECT_EQ(codePageOfCharset(std::string(1U << 20U, 'u')), 0);
+}
+
+TEST(CharsetNames, GivePagesThatTheConverterKnows) {
+  for (const auto& charset : kCharsets) {
+    EncodingConvert converter;
+    DataBuffer out;
+    LogBase log;
+    if (!converter.EncConvert(charset.page, 65001, nullptr, 0, out, log)) {
+      EXPECT_STRNE(log.errorAt(0), "Unknown code page; the bytes are passed through")
+          << charset.name;
+    }
+  }
+}
+
+// The meaning of every byte under a name, for the C library and for the page; the names that stand
+// for a superset are left out, since there the page means more.
+TEST(CharsetNames, MeanWhatTheSystemMeans) {
+  int compared = 0;
+  for (const auto& charset : kCharsets) {
+    const bool isSingleByte = charset.page < 932 ||
+                              (charset.page >= 1250 && charset.page <= 1258) ||
+                              (charset.page >= 20127 && charset.page < 30000);
+    const iconv_t system = iconv_open("UTF-8", charset.name);
+    if (system == reinterpret_cast<iconv_t>(-1)) continue;
+    for (int byte = 0; isSingleByte && byte < 256; ++byte) {
+      char source = static_cast<char>(byte);
+      char utf8[8];
+      char* in = &source;
+      char* to = utf8;
+      std::size_t left = 1;
+      std::size_t room = sizeof(utf8);
+      constexpr auto kFailed = static_cast<std::size_t>(-1);
+      if (iconv(system, &in, &left, &to, &room) == kFailed) continue;
+      iconv(system, nullptr, nullptr, &to, &room);
+      EncodingConvert converter;
+      DataBuffer out;
+      LogBase log;
+      EXPECT_TRUE(converter.EncConvert(
+          charset.page, 65001, reinterpret_cast<const unsigned char*>(&source), 1, out, log))
+          << charset.name << " " << byte;
+      EXPECT_EQ(std::string(reinterpret_cast<const char*>(out.getData2()), out.getSize()),
+                std::string(utf8, to))
+          << charset.name << " " << byte;
+      ++compared;
+    }
+    iconv_close(system);
+  }
+  EXPECT_GT(compared, 10000);
+}
+
+}  // namespace
