@@ -10,6 +10,7 @@
 #include "support/NonRefCountedObj.h"
 
 class DataBuffer;
+class DorvaneHandle;
 class ExtPtrArray;
 class ExtPtrArraySb;
 class LogBase;
@@ -743,8 +744,8 @@ class StringBuffer : public NonRefCountedObj {
   bool chopAtSubstr(const char* marker, bool keepMarker) noexcept;
 
   /// Replaces what stands between the markers of the first region (of that one only), and the
-  /// markers on demand. False, with nothing changed, when there is no region or an argument is
-  /// null; false, with the buffer empty, when memory is exhausted.
+  /// markers on demand. False, with nothing changed, when there is no region, an argument is null or
+  /// memory is exhausted.
   bool replaceAllBetween(const char* begin, const char* end, const char* replacement,
                          bool dropMarkers);
 
@@ -902,7 +903,8 @@ class StringBuffer : public NonRefCountedObj {
   /// @}
   /// @name Named values (text/NamedValues.cpp)
   ///
-  /// White space is space, TAB, LF and CR. The outputs are emptied first and may be this buffer.
+  /// White space is space, TAB, LF and CR. The outputs are emptied first. Deliberate: so an output
+  /// that is this buffer leaves nothing to read.
   /// @{
 
   /// Splits `name = value` at the first "="; both are trimmed. With `stripQuotes`, one double
@@ -939,6 +941,91 @@ class StringBuffer : public NonRefCountedObj {
   unsigned int replacePreDefinedXmlEntities(unsigned int start);
 
   /// @}
+  /// @name Entity decoding (text/EntityDecode.cpp)
+  ///
+  /// References are decoded only with their ";" and with the letter case of their names; unknown
+  /// ones stay. Decoded text can be markup: escape it again before it goes into a page.
+  /// @{
+
+  /// Decodes "&lt;", "&gt;" and "&amp;", once each; returns how many. Text that holds an "&" is cut
+  /// at its first NUL.
+  unsigned int decodeXMLSpecial();
+
+  /// Decodes the five references of XML, "&nbsp;" (to a plain space), the named references of HTML
+  /// 4 whose characters Windows-1252 has, and numeric references up to 255, to UTF-8. Deliberate:
+  /// "&amp;" is decoded first and once more in the end, so that "&amp;lt;" becomes "<"; a numeric
+  /// reference takes at most two hexadecimal digits behind "&#x" or three decimal ones, names a
+  /// byte of Windows-1252 (decimal: up to 254), and the byte behind its digits is dropped, whatever
+  /// it is. Text that holds an "&" is cut at its first NUL; other text stays as it is. Linear; a
+  /// piece for which memory is exhausted is left out.
+  void decodeAllXmlSpecialUtf8();
+
+  /// As decodeAllXmlSpecialUtf8(), to single Windows-1252 bytes; also decodes the references of the
+  /// typographic spaces, joiners and marks ("&ensp;", "&zwj;", "&lrm;", ...), to a plain space.
+  void decodeAllXmlSpecialIso();
+
+  /// @}
+  /// @name XML emission (text/XmlEmit.cpp)
+  ///
+  /// All append. `"`, `'`, `<`, `>` and `&` are escaped, existing references again; every other
+  /// byte passes unchanged, also bytes that XML forbids. Texts and names may lie in this buffer. A
+  /// piece for which the buffer cannot grow is left out. The status results are 1 when the last
+  /// piece was appended, otherwise 0. XML 1.0: https://www.w3.org/TR/xml/
+  /// @{
+
+  /// Appends a text, escaped; text with an LF or a TAB goes unchanged into a CDATA section.
+  /// Deliberate: "]]>" is not looked for there, so such a text can end the section early; use
+  /// appendXmlNoCdata() for text that is not trusted.
+  void appendXml(const char* text);
+
+  /// Appends a text, always escaped.
+  void appendXmlNoCdata(const char* text);
+
+  /// Appends `count` bytes, always escaped. Null appends nothing.
+  void appendXmlNoCdataN(const char* bytes, unsigned int count);
+
+  /// Appends an opening tag; each pair of texts in `attributes` (null: none) becomes an attribute,
+  /// its value written as by appendXml(). Deliberate: a value with an LF or a TAB becomes a CDATA
+  /// section inside the attribute, which is not well-formed. A null element or key is skipped. The
+  /// names are not checked.
+  int appendXmlOpenTag(const char* tag, const ExtPtrArray* attributes);
+
+  /// Appends a closing tag.
+  int appendXmlCloseTag(const char* tag);
+
+  /// Appends an element: its opening tag, its content as by appendXml(text), its closing tag.
+  int appendXml(const char* tag, const ExtPtrArray& attributes, const char* content);
+
+  /// @}
+  /// @name Simple XML element (text/XmlElement.cpp)
+  /// @{
+
+  /// Appends an element. Its content is escaped as by encodeXMLSpecial(), so that references stay
+  /// as they are; one without content is written as "<tag />". Deliberate: the values are written
+  /// raw, without any escaping. A pair with a null name is skipped; null arrays hold no pairs. True
+  /// when the last piece was appended; earlier pieces for which the buffer cannot grow are left
+  /// out.
+  bool simpleXml(const char* tag, const char* content, int attributeCount, const char* const* names,
+                 const char* const* values);
+
+  /// @}
+  /// @name Links (text/Links.cpp)
+  ///
+  /// An address runs from "http://" or "https://", found without regard to case, up to the first
+  /// TAB, LF, CR, space, or one of `()<>[]{}`. Nothing is escaped. All are linear in the text.
+  /// @{
+
+  /// Makes every address in `text` a link: `<a href="ADDRESS">ADDRESS</a>`. Deliberate: works on
+  /// the buffer that is passed, which may be this one; quotes belong to the address, so one in
+  /// hostile text can end the attribute early. What stands behind an embedded NUL is dropped.
+  void autoLinkUrls2(StringBuffer& text) const;
+
+  /// The same for the body of the HTML page in this buffer, that is from the first "<body" on, or
+  /// all of it. Existing anchors, from "<a" to "</a" and the next ">", are copied unchanged.
+  /// Deliberate: "<abbr" counts as an anchor too, as does every name that begins with "a".
+  void autoLinkUrls();
+
+  /// @}
   /// @name JSON string bodies (text/Json.cpp)
   ///
   /// RFC 8259, section 7. UTF-8 sequences pass unchanged.
@@ -954,6 +1041,120 @@ class StringBuffer : public NonRefCountedObj {
   /// are converted one by one. The content grows in blocks of about 200 bytes, and NULs at the end
   /// of a block are dropped, as by appendN().
   static bool jsonDecode(const char* src, unsigned int n, StringBuffer& out);
+  /// @}
+  /// @name AWS canonical forms (text/AwsCanonical.cpp)
+  ///
+  /// Percent-encode the content in place, in upper-case hexadecimal. Text that is encoded already
+  /// stays as it is, for "%" is kept. The bytes that a UTF-8 lead byte claims as its sequence are
+  /// encoded unseen. False, with nothing changed, when memory is exhausted. Deliberate: heapUsage()
+  /// afterwards counts the added bytes twice.
+  /// @{
+
+  /// The form of a URI path: keeps letters, digits and `%-./_~`.
+  bool awsNormalizeUriUtf8();
+
+  /// The form of a query string: keeps letters, digits and `%&-./=?_~`. Does not sort.
+  bool awsNormalizeQueryParams();
+
+  /// @}
+  /// @name Code pages (text/CodePages.cpp)
+  ///
+  /// Re-encode the whole content through EncodingConvert, which names the pages it knows. A failed
+  /// conversion leaves what the converter made of the text, substitutions included. Zeros at the
+  /// end of the result are dropped, as by appendN(). The ANSI and the OEM page are those of Psdk.
+  /// @{
+
+  /// From one page to another. True, with nothing changed, when the pages are the same, one is 0 or
+  /// the buffer is empty. Deliberate: ASCII (20127) to a page that extends it changes nothing and
+  /// looks at no byte, while 437 to 1252, 65001 or 28591 changes nothing only when all bytes are
+  /// ASCII.
+  bool convertEncoding(int fromCodePage, int toCodePage, LogBase& log);
+
+  /// From the ANSI page to UTF-8. Deliberate: nothing is logged. When memory is exhausted before
+  /// the result is complete, the content stays.
+  void cvAnsiToUtf8(LogBase& log);
+
+  /// From UTF-8 to the ANSI page.
+  void cvUtf8ToAnsi();
+
+  /// From any page to the ANSI page.
+  void convertToAnsi(int fromCodePage);
+
+  /// From the ANSI page to any page.
+  void convertFromAnsi(int toCodePage);
+
+  /// From any page to the OEM page.
+  void convertToOem(int fromCodePage);
+
+  /// From the OEM page to any page.
+  void convertFromOem(int toCodePage);
+
+  /// Replaces the content of `out` by the content in UTF-16, little-endian, read in the ANSI page.
+  void cvAnsiToUnicode(DataBuffer& out) const;
+
+  /// As cvAnsiToUnicode(), read as UTF-8.
+  void cvUtf8ToUnicode(DataBuffer& out) const;
+
+  /// Replaces a character of UTF-8 text by another; bytes inside multi-byte sequences are never
+  /// touched. A `from` or `to` of 0x80 and above names the character of the ANSI page. Nothing
+  /// happens when `from` is NUL or its byte does not occur. Deliberate: in text that is all ASCII
+  /// the byte `to` is stored as it is.
+  void replaceCharUtf8(char from, char to);
+
+  /// Decodes MIME encoded words (RFC 2047) to UTF-8; always true. Words that cannot be decoded
+  /// stay.
+  bool qbDecode(LogBase& log);
+
+  /// @}
+  /// @name ISO-2022 escape protection (text/Iso2022.cpp)
+  ///
+  /// Carries the two-byte runs of ISO-2022-JP text (RFC 1468), from ESC `$B` to ESC `(B`, past
+  /// members that know only single bytes.
+  /// @{
+
+  /// Moves each run, escapes included, into a new buffer of `runs` and puts "DV_ISO2022_1",
+  /// "DV_ISO2022_2", ... in its place, counted from 1 in every call. An unterminated run goes to
+  /// the end of the text. When a run cannot be saved, it and the rest of the text stay.
+  void iso2022Replace(ExtPtrArray& runs);
+
+  /// Puts the runs back, each in the place of the first placeholder of its number; elements that
+  /// are null or have no placeholder are left alone. The elements must be buffers.
+  void iso2022Restore(ExtPtrArray& runs);
+
+  /// @}
+  /// @name Files (text/Files.cpp)
+  ///
+  /// Paths are UTF-8 unless a member says otherwise. `log` may be null; then nothing is recorded.
+  /// @{
+
+  /// Appends a whole file. Then looks at the first bytes of the content: UTF-16 with a byte-order
+  /// mark becomes UTF-8 (the mark with it), and the mark of UTF-8 is removed. Deliberate: earlier
+  /// content is looked at too, and a content of exactly the three bytes of the mark stays. On
+  /// failure the content stays, with false; an empty file is a success. Files of 4 GiB and more,
+  /// and what is no regular file with a known size, are refused.
+  bool loadFromFile(XString& path, LogBase* log);
+
+  /// As loadFromFile(), the path in the ANSI page.
+  bool loadFromFileAnsi(const char* path, LogBase* log);
+
+  /// A new buffer, the caller's, that holds a file as loadFromFile() loads it; null on failure.
+  static StringBuffer* createFromFile(XString& path, LogBase* log);
+
+  /// As createFromFile(); nothing is recorded when the file does not exist.
+  static StringBuffer* createFromFileUtf8(const char* path, LogBase* log);
+
+  /// Writes exactly the content to a file, which is created or truncated. False when not all of it
+  /// could be written.
+  bool saveToFileUtf8(const char* path, LogBase* log) const;
+
+  /// Appends the content to a file, which is created when it does not exist.
+  bool appendToFileUtf8(const char* path, LogBase* log) const;
+
+  /// True when a file has as many bytes as the content and, loaded as by loadFromFile(), the same
+  /// text. Deliberate: the sizes are compared before a byte-order mark is handled, and what stands
+  /// behind a NUL is not compared.
+  bool equalsFileContents(const char* path) const;
+
   /// @}
   /// @name Obfuscation (text/Obfuscate.cpp)
   ///
@@ -1116,6 +1317,22 @@ class StringBuffer : public NonRefCountedObj {
   unsigned int capture(const dorvane::internal::ByteSet& set, const char* text);
   // Appends the value of a field; this buffer or a dead one counts as nothing.
   bool appendField(const StringBuffer& value);
+  // Percent-encodes all bytes that are not in the set.
+  bool percentEncode(const dorvane::internal::ByteSet& kept);
+  // Replaces the content by its form in another code page.
+  bool reencode(int from, int to, LogBase& log);
+  void reencode(int from, int to);
+  // Reads a whole file behind the content; and removes or converts by a byte-order mark.
+  bool appendFromFile(DorvaneHandle& file, unsigned int size, XString& path, LogBase* log);
+  void decodeByteOrderMark();
+  // Decodes the references of some rows of their table in place; returns how many.
+  template <class Range, class Encode>
+  unsigned int decodeRows(const Range& rows, const Encode& encode) noexcept;
+  // Decodes the numeric references that `numberAt` recognises.
+  template <class NumberAt, class Encode>
+  void decodeNumbers(const NumberAt& numberAt, const Encode& encode);
+  // Appends a text that does not lie in this buffer, its addresses made links.
+  void appendLinked(std::string_view text);
   // Removes bytes from the end and appends a text.
   void changeEnding(unsigned int removed, const char* added);
 

@@ -1,0 +1,149 @@
+// Re-encoding of the whole content, all through EncodingConvert. Tested in
+// tests/text/CodePagesTest.cpp.
+
+#include <climits>
+#include <cstdint>
+#include <string_view>
+
+#include "core/StringBuffer.h"
+#include "support/ByteSet.h"
+#include "support/ContentCoding.h"
+#include "support/DataBuffer.h"
+#include "support/EncodingConvert.h"
+#include "support/LogNull.h"
+#include "support/Psdk.h"
+#include "support/XString.h"
+#include "support/internal/Search.h"
+
+using dorvane::internal::ByteSet;
+using dorvane::internal::findBytes;
+
+namespace {
+
+constexpr int kUtf8 = 65001;
+constexpr int kUtf16 = 1200;
+constexpr int kUsOem = 437;
+constexpr int kUsAscii = 20127;
+constexpr int kWestern = 1252;
+constexpr int kLatin1 = 28591;
+
+// How much longer than the text the block is that its UTF-8 form begins with.
+constexpr unsigned int kRoomToGrow = 32;
+
+constexpr ByteSet kHighBytes = ByteSet::range(0x80, 0xFF);
+
+bool isAscii(std::string_view text) {
+  return kHighBytes.findFirstIn(text.data(), text.size()) == text.size();
+}
+
+bool isBetween(int low, int page, int high) { return low <= page && page <= high; }
+
+// True for the pages of which it is taken that US-ASCII text is theirs already.
+bool extendsUsAscii(int page) {
+  return page == kUtf8 || isBetween(28591, page, 28605) || isBetween(1250, page, 1258);
+}
+
+// True when the bytes of `text` are the same in both pages. Deliberate: US-ASCII is taken on trust,
+// the OEM page is looked at.
+bool isSameInBoth(std::string_view text, int from, int to) {
+  if (from == kUsAscii) return extendsUsAscii(to);
+  const bool extendsAscii = to == kWestern || to == kUtf8 || to == kLatin1;
+  return from == kUsOem && extendsAscii && isAscii(text);
+}
+
+void toUtf16(std::string_view text, int page, DataBuffer& out) {
+  out.clear();
+  EncodingConvert converter;
+  LogNull log;
+  converter.EncConvert(page, kUtf16, reinterpret_cast<const unsigned char*>(text.data()),
+                       static_cast<unsigned int>(text.size()), out, log);
+}
+
+bool holdsOneOf(std::string_view text, std::string_view a, std::string_view b) {
+  return findBytes(text, a) != nullptr || findBytes(text, b) != nullptr;
+}
+
+}  // namespace
+
+// ---- From page to page ----
+
+bool StringBuffer::convertEncoding(int fromCodePage, int toCodePage, LogBase& log) {
+  if (fromCodePage == toCodePage || fromCodePage == 0 || toCodePage == 0 || m_length == 0)
+    return true;
+  return isSameInBoth(content(), fromCodePage, toCodePage) ||
+         reencode(fromCodePage, toCodePage, log);
+}
+
+bool StringBuffer::reencode(int from, int to, LogBase& log) {
+  DataBuffer out;
+  out.setSecure(m_secure);
+  EncodingConvert converter;
+  const bool converted = converter.EncConvert(
+      from, to, reinterpret_cast<const unsigned char*>(m_data), contentSize(), out, log);
+  return replaceKeepingBlock({reinterpret_cast<const char*>(out.getData2()), out.getSize()}) &&
+         converted;
+}
+
+void StringBuffer::reencode(int from, int to) {
+  LogNull log;
+  reencode(from, to, log);
+}
+
+void StringBuffer::cvUtf8ToAnsi() { reencode(kUtf8, Psdk::getAnsiCodePage()); }
+
+void StringBuffer::convertToAnsi(int fromCodePage) {
+  reencode(fromCodePage, Psdk::getAnsiCodePage());
+}
+
+void StringBuffer::convertFromAnsi(int toCodePage) {
+  reencode(Psdk::getAnsiCodePage(), toCodePage);
+}
+
+void StringBuffer::convertToOem(int fromCodePage) {
+  reencode(fromCodePage, Psdk::getOemCodePage());
+}
+
+void StringBuffer::convertFromOem(int toCodePage) { reencode(Psdk::getOemCodePage(), toCodePage); }
+
+void StringBuffer::cvAnsiToUtf8(LogBase& /*log*/) {
+  DataBuffer out;
+  out.setSecure(m_secure);
+  const std::uint64_t wanted = std::uint64_t{contentSize()} + kRoomToGrow;
+  // Only a saving: the converter makes room for what it appends.
+  if (wanted <= UINT_MAX) out.ensureBuffer(static_cast<unsigned int>(wanted));
+  EncodingConvert converter;
+  LogNull log;
+  converter.EncConvert(Psdk::getAnsiCodePage(), kUtf8,
+                       reinterpret_cast<const unsigned char*>(m_data), contentSize(), out, log);
+  if (out.appendChar(0)) takeFromDb(out);
+}
+
+void StringBuffer::cvAnsiToUnicode(DataBuffer& out) const {
+  toUtf16(content(), Psdk::getAnsiCodePage(), out);
+}
+
+void StringBuffer::cvUtf8ToUnicode(DataBuffer& out) const { toUtf16(content(), kUtf8, out); }
+
+// ---- Inside UTF-8 text ----
+
+void StringBuffer::replaceCharUtf8(char from, char to) {
+  if (from == '\0' || m_length == 0) return;
+  const bool isAsciiChar = static_cast<unsigned char>(from) < 0x80;
+  if (isAsciiChar && text().find(from) == std::string_view::npos) return;
+  if (isAscii(content())) {
+    replaceByte(from, to);
+    return;
+  }
+  XString characters;
+  characters.setSecure(m_secure);
+  if (!characters.appendUtf8N(m_data, contentSize()) || !characters.replaceChar(from, to)) return;
+  if (text() != characters.getUtf8()) setString(characters.getUtf8());
+}
+
+bool StringBuffer::qbDecode(LogBase& log) {
+  ContentCoding coding;
+  if (text().find('?') == std::string_view::npos) return true;
+  if (holdsOneOf(text(), "?B?", "?b?")) coding.QB_DecodeToUtf8(*this, log);
+  if (holdsOneOf(text(), "?Q?", "?q?")) coding.QB_DecodeToUtf8(*this, log);
+  return true;
+}

@@ -1,0 +1,151 @@
+// Whole files: loading, with its byte-order marks, saving and comparing. Tested on real files in
+// tests/text/FilesTest.cpp.
+
+#include <cstdint>
+#include <string_view>
+
+#include "core/StringBuffer.h"
+#include "support/DorvaneHandle.h"
+#include "support/FileSys.h"
+#include "support/LogBase.h"
+#include "support/LogNull.h"
+#include "support/XString.h"
+#include "support/dv64.h"
+
+namespace {
+
+constexpr unsigned int kUnknownSize = 0xFFFFFFFFU;
+constexpr unsigned int kRoomBehindFile = 4;
+constexpr long long kRoomOfLoadedFile = 200;
+
+constexpr int kUtf8 = 65001;
+constexpr int kUtf16Little = 1200;
+constexpr int kUtf16Big = 1201;
+
+bool startsWith(std::string_view text, std::string_view start) {
+  return text.substr(0, start.size()) == start;
+}
+
+bool fitsInMemory(long long fileSize) {
+  return !dv64::TooBigForUnsigned32(fileSize) &&
+         !dv64::TooBigForUnsigned32(fileSize + kRoomOfLoadedFile);
+}
+
+void logError(LogBase* log, const char* text) {
+  if (log != nullptr) log->LogError(text);
+}
+
+void logFileError(LogBase* log, XString& path, const char* text) {
+  if (log == nullptr) return;
+  log->LogData("filename", path.getAnsi());
+  log->LogError(text);
+}
+
+}  // namespace
+
+// ---- Loading ----
+
+bool StringBuffer::loadFromFile(XString& path, LogBase* log) {
+  DorvaneHandle file;
+  int errorCode = 0;
+  if (!FileSys::OpenForRead3(file, path, errorCode, log)) return false;
+  const unsigned int size = file.fileSize32(nullptr);
+  if (size == kUnknownSize) {
+    logFileError(log, path, "Failed to get file size when loading string from file");
+    return false;
+  }
+  if (size == 0) return true;
+  if (!makeRoom(std::uint64_t{size} + kRoomBehindFile)) {
+    if (log == nullptr) return false;
+    log->LogError("Out of memory reading file into string m_buffer");
+    log->LogDataLong("fileSize", static_cast<long>(size));
+    return false;
+  }
+  if (!appendFromFile(file, size, path, log)) return false;
+  decodeByteOrderMark();
+  return true;
+}
+
+bool StringBuffer::appendFromFile(DorvaneHandle& file, unsigned int size, XString& path,
+                                  LogBase* log) {
+  unsigned int received = 0;
+  bool endOfFile = false;
+  if (!file.readBytesToBuf32(m_data + m_length, size, received, endOfFile, nullptr)) {
+    endAt(m_length);
+    logFileError(log, path, "Failed to read data from file");
+    return false;
+  }
+  if (received < size) {
+    endAt(m_length);
+    if (log == nullptr) return false;
+    log->LogDataLong("filesize", static_cast<long>(size));
+    log->LogDataLong("bytes_received", static_cast<long>(received));
+    logFileError(log, path, "Failed to read the entire file (3)");
+    return false;
+  }
+  endAt(m_length + size);
+  return true;
+}
+
+void StringBuffer::decodeByteOrderMark() {
+  const std::string_view all = content();
+  LogNull log;
+  if (startsWith(all, "\xFE\xFF"))
+    reencode(kUtf16Big, kUtf8, log);
+  else if (startsWith(all, "\xFF\xFE"))
+    reencode(kUtf16Little, kUtf8, log);
+  else if (all.size() >= 4 && startsWith(all, "\xEF\xBB\xBF"))
+    replaceKeepingBlock(all.substr(3));
+}
+
+bool StringBuffer::loadFromFileAnsi(const char* path, LogBase* log) {
+  XString name;
+  name.setFromAnsi(path);
+  return loadFromFile(name, log);
+}
+
+StringBuffer* StringBuffer::createFromFile(XString& path, LogBase* log) {
+  bool known = false;
+  if (!fitsInMemory(FileSys::fileSizeUtf8_64(path.getUtf8(), log, known))) {
+    logError(log, "File too large to hold in memory");
+    return nullptr;
+  }
+  if (!known) return nullptr;
+  StringBuffer* const loaded = createNewSB();
+  if (loaded == nullptr) {
+    logError(log, "File too large to hold in memory.");
+    return nullptr;
+  }
+  if (loaded->loadFromFile(path, log)) return loaded;
+  deleteSb(loaded);
+  return nullptr;
+}
+
+StringBuffer* StringBuffer::createFromFileUtf8(const char* path, LogBase* log) {
+  XString name;
+  name.setFromUtf8(path);
+  return createFromFile(name, log);
+}
+
+// ---- Saving and comparing ----
+
+bool StringBuffer::saveToFileUtf8(const char* path, LogBase* log) const {
+  return FileSys::writeFileUtf8(path, m_data, contentSize(), log);
+}
+
+bool StringBuffer::appendToFileUtf8(const char* path, LogBase* log) const {
+  XString name;
+  name.appendUtf8(path);
+  return FileSys::appendFileX(name, m_data, contentSize(), log);
+}
+
+bool StringBuffer::equalsFileContents(const char* path) const {
+  bool known = false;
+  const unsigned int size = FileSys::fileSizeUtf8_32(path, nullptr, known);
+  if (!known || size != m_length) return false;
+  XString name;
+  name.appendUtf8(path);
+  StringBuffer loaded;
+  loaded.m_secure = m_secure;
+  return loaded.loadFromFile(name, nullptr) && text() == loaded.text();
+}
