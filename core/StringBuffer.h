@@ -1097,8 +1097,9 @@ class StringBuffer : public NonRefCountedObj {
 
   /// Replaces a character of UTF-8 text by another; bytes inside multi-byte sequences are never
   /// touched. A `from` or `to` of 0x80 and above names the character of the ANSI page. Nothing
-  /// happens when `from` is NUL or its byte does not occur. Deliberate: in text that is all ASCII
-  /// the byte `to` is stored as it is.
+  /// happens when `from` is NUL or does not occur. In text that is not all ASCII, what stands
+  /// behind an embedded NUL is dropped. Deliberate: in text that is all ASCII the byte `to` is
+  /// stored as it is.
   void replaceCharUtf8(char from, char to);
 
   /// Decodes MIME encoded words (RFC 2047) to UTF-8; always true. Words that cannot be decoded

@@ -137,7 +137,8 @@ void StringBuffer::replaceCharUtf8(char from, char to) {
   XString characters;
   characters.setSecure(m_secure);
   if (!characters.appendUtf8N(m_data, contentSize()) || !characters.replaceChar(from, to)) return;
-  if (text() != characters.getUtf8()) setString(characters.getUtf8());
+  const std::string_view replaced(characters.getUtf8());
+  if (isAsciiChar || text() != replaced) replaceKeepingBlock(replaced);
 }
 
 bool StringBuffer::qbDecode(LogBase& log) {

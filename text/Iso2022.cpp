@@ -1,7 +1,6 @@
 // Lifts the two-byte runs of ISO-2022-JP text (RFC 1468) out of a text and puts them back. Tested
 // in tests/text/Iso2022Test.cpp.
 
-#include <memory>
 #include <string_view>
 
 #include "core/StringBuffer.h"
@@ -16,6 +15,7 @@ namespace {
 constexpr std::string_view kOpen = "\x1B$B";
 constexpr std::string_view kClose = "\x1B(B";
 constexpr char kPlaceholder[] = "DV_ISO2022_";
+constexpr std::size_t kLongestPlaceholder = sizeof kPlaceholder + 10;
 
 std::size_t offsetIn(std::string_view text, const char* match) {
   return match == nullptr ? text.size() : static_cast<std::size_t>(match - text.data());
@@ -27,8 +27,14 @@ std::size_t runSize(std::string_view text) {
   return close == nullptr ? text.size() : offsetIn(text, close) + kClose.size();
 }
 
-void append(StringBuffer& out, std::string_view bytes) {
-  out.appendN(bytes.data(), static_cast<unsigned int>(bytes.size()));
+std::size_t countRuns(std::string_view text) {
+  std::size_t count = 0;
+  while (const char* const open = findBytes(text, kOpen)) {
+    text.remove_prefix(offsetIn(text, open));
+    text.remove_prefix(runSize(text));
+    ++count;
+  }
+  return count;
 }
 
 // The slot is reserved first, so that a run is never taken out of the text and then lost.
@@ -46,17 +52,19 @@ bool addRun(ExtPtrArray& runs, std::string_view bytes) {
 }  // namespace
 
 void StringBuffer::iso2022Replace(ExtPtrArray& runs) {
+  std::string_view rest = text();
   StringBuffer out;
   out.m_secure = m_secure;
-  std::string_view rest = text();
+  // With room for every placeholder no text is lost when memory is exhausted later.
+  if (!out.makeRoom(rest.size() + countRuns(rest) * kLongestPlaceholder)) return;
   for (int number = 1; !rest.empty(); ++number) {
     const std::size_t before = offsetIn(rest, findBytes(rest, kOpen));
-    ::append(out, rest.substr(0, before));
+    out.appendBytes(rest.substr(0, before));
     rest.remove_prefix(before);
     if (rest.empty()) break;
     const std::size_t run = runSize(rest);
     if (!addRun(runs, rest.substr(0, run))) {
-      ::append(out, rest);
+      out.appendBytes(rest);
       break;
     }
     out.append(kPlaceholder);
