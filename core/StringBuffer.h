@@ -1070,8 +1070,7 @@ class StringBuffer : public NonRefCountedObj {
   /// ASCII.
   bool convertEncoding(int fromCodePage, int toCodePage, LogBase& log);
 
-  /// From the ANSI page to UTF-8. Deliberate: nothing is logged. When memory is exhausted before
-  /// the result is complete, the content stays.
+  /// From the ANSI page to UTF-8. Deliberate: nothing is logged, and zeros at the end stay.
   void cvAnsiToUtf8(LogBase& log);
 
   /// From UTF-8 to the ANSI page.

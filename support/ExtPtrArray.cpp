@@ -19,9 +19,8 @@ bool ExtPtrArray::appendPtr(DorvaneObject* object) {
 }
 
 bool ExtPtrArray::reserveMore(int n) {
-  constexpr std::int64_t kMostElements =
-      std::min<std::int64_t>(std::numeric_limits<int>::max(),
-                             std::numeric_limits<std::ptrdiff_t>::max() / sizeof(DorvaneObject*));
+  constexpr std::int64_t kMostElements = std::min<std::int64_t>(
+      std::numeric_limits<int>::max(), std::numeric_limits<std::ptrdiff_t>::max() / sizeof(void*));
   if (n <= m_capacity - m_size) return true;
   const std::int64_t wanted = std::int64_t{m_size} + n;
   if (wanted > kMostElements) return false;
