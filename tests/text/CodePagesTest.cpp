@@ -518,17 +518,6 @@ TEST(ReplaceCharUtf8, SequencesStayWhole) {
 }
 
 // Whether the same text is stored anew is left open.
-TEST(ReplaceCharUtf8, BytesInsideASequenceAreNotTheCharacter) {
-  const Pages pages(1252, 437);
-  for (const std::string& content : {"\xC3\xA9"s, "\xE2\x82\xAC"s, "\xF0\x9F\x98\x80"s}) {
-    for (const char byte : content) {
-      StringBuffer buffer(content.c_str());
-      buffer.replaceCharUtf8(byte, 'x');
-      EXPECT_TRUE(holds(buffer, content)) << testing::PrintToString(byte);
-    }
-  }
-}
-
 TEST(ReplaceCharUtf8, CharactersAreThoseOfTheAnsiPage) {
   const Pages pages(1251, 866);
   expectReplaces({{"\xD0\xB9/", '/', '\xE9', "\xD0\xB9\xD0\xB9"},
