@@ -1,4 +1,4 @@
-# Runs the demonstration on FILE, which it cannot show: it says MESSAGE, prints nothing and ends
+# Runs an example program on FILE, which it cannot show: it says MESSAGE, prints nothing and ends
 # with 1.
 execute_process(COMMAND "${PROGRAM}" "${FILE}"
   OUTPUT_VARIABLE printed ERROR_VARIABLE complaint RESULT_VARIABLE status)

@@ -1,16 +1,22 @@
 #ifndef DORVANE_EXAMPLES_DEMO_REPORT_H
 #define DORVANE_EXAMPLES_DEMO_REPORT_H
 
-struct Part;
+struct Message;
 class StringBuffer;
 
-// The readable report. Every function appends to `out`.
+// A message in three forms, in UTF-8, with the first lines or records of every part. Every
+// function appends to `out`.
 
-/// What a part is, its header lines and its first records.
-void reportPart(int number, const Part& part, StringBuffer& out);
+/// The headers that are shown.
+constexpr const char* kShownHeaders[] = {"From", "To", "Cc", "Date", "Subject"};
 
-/// For a table of orders (columns "amount" and "customer"): the sum, and a letter about the order
-/// with the largest amount.
-void reportOrders(const Part& part, StringBuffer& out);
+/// For people.
+void appendTextReport(const Message& message, StringBuffer& out);
+
+/// One XML document.
+void appendXmlReport(const Message& message, StringBuffer& out);
+
+/// One JSON object per line: the message, its parts and the records of tables.
+void appendJsonReport(const Message& message, StringBuffer& out);
 
 #endif
