@@ -321,8 +321,8 @@ class StringBuffer : public NonRefCountedObj {
   /// @}
   /// @name Hexadecimal and base64 data (text/HexData.cpp)
   ///
-  /// Digits are written in upper case, high nibble first. Null data or a count
-  /// of 0 appends nothing, with true.
+  /// Digits are written in upper case, high nibble first. Null data or a count of 0 appends
+  /// nothing, with true.
   /// @{
 
   /// Appends a dump: 16 bytes a line as eight groups of four digits, a space between the groups and
@@ -364,9 +364,8 @@ class StringBuffer : public NonRefCountedObj {
   /// @}
   /// @name Comparison and search (text/Compare.cpp)
   ///
-  /// None changes the buffer. They look at the text unless they say "content".
-  /// "Ignoring case" folds ASCII letters only. Bytes compare as unsigned
-  /// values.
+  /// None changes the buffer. They look at the text unless they say "content". "Ignoring case"
+  /// folds ASCII letters only. Bytes compare as unsigned values.
   /// @{
 
   /// True when the text equals `text`; null equals only empty content.
@@ -484,9 +483,8 @@ class StringBuffer : public NonRefCountedObj {
   /// @}
   /// @name Numbers read from the text (text/Numbers.cpp)
   ///
-  /// The decimal readers skip leading blanks (space, TAB, CR, LF), take one
-  /// optional sign and the digits, and ignore what follows; a number out of
-  /// range saturates. Without a number, 0.
+  /// The decimal readers skip leading blanks (space, TAB, CR, LF), take one optional sign and the
+  /// digits, and ignore what follows; a number out of range saturates. Without a number, 0.
   /// @{
 
   /// The number at the start of the text, as dvIntValue() reads it.
@@ -515,9 +513,8 @@ class StringBuffer : public NonRefCountedObj {
   /// @}
   /// @name Trimming and chopping (text/Trim.cpp)
   ///
-  /// All work in place and never allocate, except stripDirectory(). Each
-  /// removes the bytes of its own set; the counts are the bytes by which the
-  /// content became shorter.
+  /// All work in place and never allocate, except stripDirectory(). Each removes the bytes of its
+  /// own set; the counts are the bytes by which the content became shorter.
   /// @{
 
   /// Removes spaces and TABs from both ends.
@@ -559,10 +556,10 @@ class StringBuffer : public NonRefCountedObj {
   /// @}
   /// @name Character filters, case and line endings (text/Filters.cpp)
   ///
-  /// All but toCRLF(), toLF() and indent() work in place, on the content byte
-  /// by byte, and never allocate. Letters of 0x80 and above are those of
-  /// Latin-1: upper case 0xC0 to 0xDF, lower case 0xE0 to 0xFF. Deliberate: the
-  /// whole ranges, so that 0xD7 and 0xF7, and 0xDF and 0xFF, count as pairs.
+  /// All but toCRLF(), toLF() and indent() work in place, on the content byte by byte, and never
+  /// allocate. Letters of 0x80 and above are those of Latin-1: upper case 0xC0 to 0xDF, lower case
+  /// 0xE0 to 0xFF. Deliberate: the whole ranges, so that 0xD7 and 0xF7, and 0xDF and 0xFF, count as
+  /// pairs.
   /// @{
 
   /// Removes every `ch` at or behind `startIndex`.
@@ -623,10 +620,11 @@ class StringBuffer : public NonRefCountedObj {
   /// bit, any other byte that is neither becomes "0".
   void toAlphaNumUsAscii() noexcept;
 
-  /// Lower-cases the text. Deliberate: stops at the first NUL.
+  /// Lower-cases the text, Latin-1 letters included: not for UTF-8 that is not ASCII. Deliberate:
+  /// stops at the first NUL.
   void toLowerCase() noexcept;
 
-  /// Upper-cases the text. Deliberate: stops at the first NUL.
+  /// Upper-cases the text, as toLowerCase() lower-cases it.
   void toUpperCase() noexcept;
 
   /// Lower-cases the first byte.
@@ -651,9 +649,9 @@ class StringBuffer : public NonRefCountedObj {
   /// @}
   /// @name Substring replacement (text/Replace.cpp)
   ///
-  /// Matching is byte by byte on the text. Matches do not overlap, and replaced
-  /// text is not searched again. A null or empty `find` does nothing: false or
-  /// 0. Linear in the text and the result.
+  /// Matching is byte by byte on the text. Matches do not overlap, and replaced text is not
+  /// searched again. A null or empty `find` does nothing: false or 0. Linear in the text and the
+  /// result.
   /// @{
 
   /// Replaces the first match; true when there was one. Deliberate: a null replacement leaves the
@@ -703,8 +701,8 @@ class StringBuffer : public NonRefCountedObj {
   static const char* findWordOnly(const char* text, const char* word, int ignored,
                                   bool caseSensitive, bool extendedWordChars) noexcept;
 
-  /// As replaceFirstOccurance() for whole words. Deliberate: what stands behind an embedded NUL
-  /// is dropped.
+  /// As replaceFirstOccurance() for whole words. Deliberate: what stands behind an embedded NUL is
+  /// dropped.
   bool replaceFirstWordOccurance(const char* find, const char* replacement, int ignored,
                                  bool extendedWordChars);
 
@@ -725,8 +723,8 @@ class StringBuffer : public NonRefCountedObj {
   /// this very buffer. All are linear in the text.
   /// @{
 
-  /// Appends what stands between the first begin marker and the next end marker to `out`; true
-  /// when both were found, false also for a null or empty marker.
+  /// Appends what stands between the first begin marker and the next end marker to `out`; true when
+  /// both were found, false also for a null or empty marker.
   bool getBetween(const char* begin, const char* end, StringBuffer& out) const;
 
   /// As getBetween(), the markers included on demand. Deliberate: with them, the end marker may
@@ -744,13 +742,13 @@ class StringBuffer : public NonRefCountedObj {
   bool chopAtSubstr(const char* marker, bool keepMarker) noexcept;
 
   /// Replaces what stands between the markers of the first region (of that one only), and the
-  /// markers on demand. False, with nothing changed, when there is no region, an argument is null or
-  /// memory is exhausted.
+  /// markers on demand. False, with nothing changed, when there is no region, an argument is null
+  /// or memory is exhausted.
   bool replaceAllBetween(const char* begin, const char* end, const char* replacement,
                          bool dropMarkers);
 
-  /// Replaces the matches of `find` inside all regions, as replaceAllOccurances() does; returns
-  /// the number of regions. Nothing happens without a region or when an argument is null.
+  /// Replaces the matches of `find` inside all regions, as replaceAllOccurances() does; returns the
+  /// number of regions. Nothing happens without a region or when an argument is null.
   unsigned int replaceAllOccurancesBetween(const char* begin, const char* end, const char* find,
                                            const char* replacement);
 
@@ -774,15 +772,13 @@ class StringBuffer : public NonRefCountedObj {
   /// @}
   /// @name Splitting into lists (text/Split.cpp)
   ///
-  /// Each piece of the text is appended to `out` as a new buffer that the array
-  /// owns; what the array already holds stays. Quotes and backslashes are kept
-  /// in the pieces. `honourQuotes`: a delimiter between double quotes is
-  /// ordinary text, and an unterminated quote runs to the end. `honourEscapes`:
-  /// the byte behind a backslash is ordinary, be it delimiter, quote or
-  /// backslash. Empty content gives no piece; content that begins with a NUL
-  /// gives one empty piece. False when memory is exhausted; the pieces before
-  /// stay in the array. Bytes for which a piece cannot grow are left out of it.
-  /// All are linear in the text.
+  /// Each piece of the text is appended to `out` as a new buffer that the array owns; what the
+  /// array already holds stays. Quotes and backslashes are kept in the pieces. `honourQuotes`: a
+  /// delimiter between double quotes is ordinary text, and an unterminated quote runs to the end.
+  /// `honourEscapes`: the byte behind a backslash is ordinary, be it delimiter, quote or backslash.
+  /// Empty content gives no piece; content that begins with a NUL gives one empty piece. False when
+  /// memory is exhausted; the pieces before stay in the array. Bytes for which a piece cannot grow
+  /// are left out of it. All are linear in the text.
   /// @{
 
   /// Cuts at each `delimiter`: n delimiters give n + 1 pieces. The pieces are minimised.
@@ -870,8 +866,8 @@ class StringBuffer : public NonRefCountedObj {
   /// @name Capture scanners (text/Scanners.cpp)
   ///
   /// Each appends the longest run of its bytes at the start of a text and returns its length, by
-  /// which the caller moves on; 0 for null. Deliberate: the length is returned even when the
-  /// buffer cannot grow.
+  /// which the caller moves on; 0 for null. Deliberate: the length is returned even when the buffer
+  /// cannot grow.
   /// @{
 
   /// Digits.
@@ -907,8 +903,8 @@ class StringBuffer : public NonRefCountedObj {
   /// that is this buffer leaves nothing to read.
   /// @{
 
-  /// Splits `name = value` at the first "="; both are trimmed. With `stripQuotes`, one double
-  /// quote goes at each end of the value. Deliberate: each of the two on its own.
+  /// Splits `name = value` at the first "="; both are trimmed. With `stripQuotes`, one double quote
+  /// goes at each end of the value. Deliberate: each of the two on its own.
   void splitAttrValue(StringBuffer& name, StringBuffer& value, bool stripQuotes) const;
 
   /// Stores the value of the first `name=` of the text, up to the next ";". Deliberate: `name=` is
@@ -1158,9 +1154,9 @@ class StringBuffer : public NonRefCountedObj {
   /// @}
   /// @name Obfuscation (text/Obfuscate.cpp)
   ///
-  /// Keeps a value from being readable at a glance. This is not encryption:
-  /// there is no key. The scrambled form depends on the byte order of the host.
-  /// When memory is exhausted the buffer stays as it is.
+  /// Keeps a value from being readable at a glance. This is not encryption: there is no key. The
+  /// scrambled form depends on the byte order of the host. When memory is exhausted the buffer
+  /// stays as it is.
   /// @{
 
   /// Permutes the bytes of the content; the permutation follows from the bytes' sum and number.
@@ -1181,8 +1177,8 @@ class StringBuffer : public NonRefCountedObj {
   /// @}
   /// @name Word forms (text/WordForms.cpp)
   ///
-  /// English nouns, in lower-case ASCII, by their last letters. When memory is
-  /// exhausted, the ending that was removed stays removed.
+  /// English nouns, in lower-case ASCII, by their last letters. When memory is exhausted, the
+  /// ending that was removed stays removed.
   /// @{
 
   /// Makes a singular a plural: "city" gives "cities". Deliberate: "roof" gives "rooves", and what

@@ -61,6 +61,7 @@ class Utf8Form {
   bool set(char c) {
     if (!kNotAscii.contains(c)) return store(&c, 1);
     DataBuffer form;
+    form.setSecure(true);
     bool exact = false;
     if (!convert({&c, 1}, Psdk::getAnsiCodePage(), kUtf8, form, exact) || !exact) return false;
     return store(form.getData2(), form.getSize());

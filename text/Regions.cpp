@@ -22,8 +22,6 @@ std::size_t offsetOf(std::string_view text, std::string_view marker, std::size_t
   return match == nullptr ? kNone : static_cast<std::size_t>(match - text.data());
 }
 
-std::string_view upToNul(std::string_view bytes) { return bytes.substr(0, bytes.find('\0')); }
-
 // What stands between two markers, or the whole text when it has no region.
 struct Region {
   bool found = false;
@@ -76,9 +74,10 @@ bool StringBuffer::copyUntil(const char* marker, unsigned int start, unsigned in
                              StringBuffer& out) const {
   count = 0;
   if (marker == nullptr || start >= contentSize()) return false;
-  const std::string_view rest = upToNul(content().substr(start));
+  // The marker is looked for first: the cost is the way to it, however long the text is.
+  const std::string_view rest = content().substr(start);
   const std::size_t size = offsetOf(rest, marker, 0);
-  if (size == kNone) return false;
+  if (size == kNone || rest.substr(0, size).find('\0') != kNone) return false;
   count = static_cast<unsigned int>(size);
   ::append(out, rest.substr(0, size));
   return true;
