@@ -1114,7 +1114,8 @@ class StringBuffer : public NonRefCountedObj {
   void iso2022Replace(ExtPtrArray& runs);
 
   /// Puts the runs back, each in the place of the first placeholder of its number; elements that
-  /// are null or have no placeholder are left alone. The elements must be buffers.
+  /// are null or have no placeholder are left alone. The elements must be buffers. Linear in the
+  /// text and the runs, but for runs that join with what stands beside them.
   void iso2022Restore(ExtPtrArray& runs);
 
   /// @}
@@ -1331,6 +1332,10 @@ class StringBuffer : public NonRefCountedObj {
   void appendLinked(std::string_view text);
   // Removes bytes from the end and appends a text.
   void changeEnding(unsigned int removed, const char* added);
+  // Puts the runs from `next` on in place of their placeholders, all at once; `next` becomes the
+  // first that the storage is too small for, or that makes new placeholders, or their number. False
+  // when memory is exhausted.
+  bool restoreInPlace(const ExtPtrArray& runs, int& next);
 
   unsigned char m_magic = kMagic;
   bool m_secure = false;

@@ -1,21 +1,26 @@
 // Lifts the two-byte runs of ISO-2022-JP text (RFC 1468) out of a text and puts them back. Tested
 // in tests/text/Iso2022Test.cpp.
 
+#include <cstring>
 #include <string_view>
 
 #include "core/StringBuffer.h"
 #include "support/ExtPtrArray.h"
 #include "support/internal/Search.h"
+#include "text/internal/PlaceholderIndex.h"
+#include "text/internal/SavedTail.h"
 
 using dorvane::internal::findBytes;
+using dorvane::internal::PlaceholderIndex;
+using dorvane::internal::SavedTail;
+using Put = PlaceholderIndex::Put;
 
 namespace {
 
 // JIS X 0208 begins, and ASCII again.
 constexpr std::string_view kOpen = "\x1B$B";
 constexpr std::string_view kClose = "\x1B(B";
-constexpr char kPlaceholder[] = "DV_ISO2022_";
-constexpr std::size_t kLongestPlaceholder = sizeof kPlaceholder + 10;
+constexpr std::size_t kLongestPlaceholder = sizeof PlaceholderIndex::kMarker + 10;
 
 std::size_t offsetIn(std::string_view text, const char* match) {
   return match == nullptr ? text.size() : static_cast<std::size_t>(match - text.data());
@@ -49,6 +54,11 @@ bool addRun(ExtPtrArray& runs, std::string_view bytes) {
   return runs.appendPtr(run);
 }
 
+// The elements are buffers; only they are cast, for the array may be of another class.
+const StringBuffer* runAt(const ExtPtrArray& runs, int index) {
+  return static_cast<const StringBuffer*>(runs.elementAt(index));
+}
+
 }  // namespace
 
 void StringBuffer::iso2022Replace(ExtPtrArray& runs) {
@@ -67,19 +77,54 @@ void StringBuffer::iso2022Replace(ExtPtrArray& runs) {
       out.appendBytes(rest);
       break;
     }
-    out.append(kPlaceholder);
+    out.append(PlaceholderIndex::kMarker);
     out.append(number);
     rest.remove_prefix(run);
   }
   replaceKeepingBlock(out.content());
 }
 
+bool StringBuffer::restoreInPlace(const ExtPtrArray& runs, int& next) {
+  const StringBuffer* run = runAt(runs, next);
+  if (run != nullptr && !PlaceholderIndex::isSealed(run->text())) return true;
+  const SavedTail before(text(), m_secure);
+  if (!before.ok()) return false;
+  const int count = runs.getSize();
+  PlaceholderIndex index({before.data(), before.size()}, static_cast<unsigned int>(next) + 1,
+                         static_cast<unsigned int>(count));
+  if (!index.ok()) return false;
+
+  const std::string_view behind = content().substr(before.size());
+  // The first replacement drops the NULs at the end, which still count when it looks for room.
+  const bool dropsNuls = !behind.empty() && behind.back() == '\0';
+  const std::size_t room = dropsNuls ? 0 : storageSize() - behind.size();
+  Put put = Put::kDone;
+  for (; next < count; ++next) {
+    run = runAt(runs, next);
+    const auto number = static_cast<unsigned int>(next) + 1;
+    if (run == nullptr)
+      index.skip(number);
+    else
+      put = index.put(number, run == this ? std::string_view() : run->text(), room);
+    if (put != Put::kDone) break;
+  }
+  if (index.isChanged()) {
+    std::memmove(m_data + index.size(), behind.data(), behind.size());
+    index.write(m_data);
+    endAt(static_cast<unsigned int>(index.size() + behind.size()));
+  }
+  return put != Put::kNoMemory;
+}
+
 void StringBuffer::iso2022Restore(ExtPtrArray& runs) {
+  bool hasMemory = true;
   for (int i = 0; i < runs.getSize(); ++i) {
-    // The elements are buffers; only they are cast, for the array may be of another class.
-    const auto* const run = static_cast<const StringBuffer*>(runs.elementAt(i));
-    StringBuffer placeholder(kPlaceholder);
+    if (hasMemory) hasMemory = restoreInPlace(runs, i);
+    // What cannot be done in place: the buffer grows, or the run makes new placeholders.
+    const StringBuffer* const run = runAt(runs, i);
+    StringBuffer placeholder(PlaceholderIndex::kMarker);
     if (run != nullptr && placeholder.append(i + 1))
-      replaceFirstOccurance(placeholder.getString(), run->getString());
+      run->withTerminatedText(
+          [&](const char* bytes) { return replaceFirstOccurance(placeholder.getString(), bytes); });
   }
 }
