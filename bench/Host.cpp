@@ -25,6 +25,15 @@
 #if defined(DORVANE_BENCH_HAVE_OPENSSL)
 #include <openssl/opensslv.h>
 #endif
+#if defined(DORVANE_BENCH_HAVE_ICU)
+#include <unicode/uvernum.h>
+#endif
+#if defined(DORVANE_BENCH_HAVE_PUGIXML)
+#include <pugixml.hpp>
+#endif
+#if defined(DORVANE_BENCH_HAVE_LIBXML2)
+#include <libxml/xmlversion.h>
+#endif
 
 namespace bench {
 namespace {
@@ -95,6 +104,15 @@ std::string peers() {
 #endif
 #if defined(DORVANE_BENCH_HAVE_OPENSSL)
   text += version("OpenSSL", OPENSSL_VERSION_NUMBER >> 28, OPENSSL_VERSION_NUMBER >> 20 & 0xFF);
+#endif
+#if defined(DORVANE_BENCH_HAVE_ICU)
+  text += version("ICU", U_ICU_VERSION_MAJOR_NUM, U_ICU_VERSION_MINOR_NUM);
+#endif
+#if defined(DORVANE_BENCH_HAVE_PUGIXML)
+  text += version("pugixml", PUGIXML_VERSION / 1000, PUGIXML_VERSION / 10 % 100);
+#endif
+#if defined(DORVANE_BENCH_HAVE_LIBXML2)
+  text += version("libxml2", LIBXML_VERSION / 10000, LIBXML_VERSION / 100 % 100);
 #endif
   return text;
 }

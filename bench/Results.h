@@ -39,6 +39,16 @@ inline std::string toText(const DataBuffer& result) {
   return {reinterpret_cast<const char*>(result.getData2()), result.getSize()};
 }
 
+/// The bytes of UTF-16, little-endian.
+inline std::string toText(const std::u16string& result) {
+  std::string bytes;
+  for (const unsigned int unit : result) {
+    bytes.push_back(static_cast<char>(unit & 0xFFU));
+    bytes.push_back(static_cast<char>(unit >> 8U));
+  }
+  return bytes;
+}
+
 /// A count, a position, a yes or no.
 template <class T, class = std::enable_if_t<std::is_arithmetic_v<T>>>
 std::string toText(T result) {

@@ -13,6 +13,9 @@
 #if defined(DORVANE_BENCH_HAVE_ABSL)
 #include <absl/strings/str_replace.h>
 #endif
+#if defined(DORVANE_BENCH_HAVE_LIBXML2)
+#include <libxml/xmlwriter.h>
+#endif
 #if defined(DORVANE_BENCH_HAVE_PUGIXML)
 #include <pugixml.hpp>
 #endif
@@ -70,6 +73,39 @@ std::string documentByStd(std::size_t elements) {
   return out;
 }
 
+// ---- Peers from libxml2 ----
+
+#if defined(DORVANE_BENCH_HAVE_LIBXML2)
+const xmlChar* xmlText(const char* text) { return reinterpret_cast<const xmlChar*>(text); }
+
+struct FreeXml {
+  void operator()(xmlChar* text) const { xmlFree(text); }
+  void operator()(xmlBuffer* buffer) const { xmlBufferFree(buffer); }
+  void operator()(xmlTextWriter* writer) const { xmlFreeTextWriter(writer); }
+};
+using OwnedXmlChars = std::unique_ptr<xmlChar, FreeXml>;
+using OwnedXmlBuffer = std::unique_ptr<xmlBuffer, FreeXml>;
+
+std::string toText(const OwnedXmlChars& text) { return reinterpret_cast<const char*>(text.get()); }
+
+std::string toText(const OwnedXmlBuffer& buffer) {
+  return reinterpret_cast<const char*>(xmlBufferContent(buffer.get()));
+}
+
+OwnedXmlBuffer documentByLibxml2(std::size_t elements) {
+  OwnedXmlBuffer out(xmlBufferCreate());
+  const std::unique_ptr<xmlTextWriter, FreeXml> writer(xmlNewTextWriterMemory(out.get(), 0));
+  for (std::size_t i = 0; i < elements; ++i) {
+    xmlTextWriterStartElement(writer.get(), xmlText(kTag));
+    xmlTextWriterWriteAttribute(writer.get(), xmlText(kName), xmlText(kValue));
+    xmlTextWriterWriteString(writer.get(), xmlText(kContent));
+    xmlTextWriterEndElement(writer.get());
+  }
+  xmlTextWriterFlush(writer.get());
+  return out;
+}
+#endif
+
 // ---- Escaping ----
 
 void addLibraries([[maybe_unused]] Operation<std::string>& escape) {
@@ -91,6 +127,11 @@ void addLibraries([[maybe_unused]] Operation<std::string>& escape) {
     return [&text](const auto& use) {
       use(OwnedGchars(g_markup_escape_text(text.data(), static_cast<gssize>(text.size()))));
     };
+  });
+#endif
+#if defined(DORVANE_BENCH_HAVE_LIBXML2)
+  escape.peerOn<std::string>("libxml2", [](const std::string& text) {
+    return OwnedXmlChars(xmlEncodeSpecialChars(nullptr, xmlText(text.c_str())));
   });
 #endif
 }
@@ -176,6 +217,11 @@ void enrollDocument(const char* name, Append append) {
 #if defined(DORVANE_BENCH_HAVE_QT)
   build.peer("qt", [](std::size_t elements) {
     return [elements](const auto& use) { use(documentByQt(elements)); };
+  });
+#endif
+#if defined(DORVANE_BENCH_HAVE_LIBXML2)
+  build.peer("libxml2", [](std::size_t elements) {
+    return [elements](const auto& use) { use(documentByLibxml2(elements)); };
   });
 #endif
   build.enroll();

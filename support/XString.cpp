@@ -15,15 +15,18 @@
 #include "support/LogNull.h"
 #include "support/Psdk.h"
 #include "support/internal/AppendExactly.h"
+#include "support/internal/Ascii.h"
+#include "support/internal/CodePageNumbers.h"
 #include "support/internal/ContentOf.h"
 
 using dorvane::internal::appendExactly;
 using dorvane::internal::ByteSet;
 using dorvane::internal::contentOf;
+using dorvane::internal::isAscii;
+using dorvane::internal::kUtf8Page;
 
 namespace {
 
-constexpr int kUtf8 = 65001;
 constexpr std::uint64_t kMostBytes = 0xFFFFFFFFU;
 
 constexpr ByteSet kNotAscii = ByteSet::range(0x80, 0xFF);
@@ -31,10 +34,6 @@ static_assert(kNotAscii.size() == 128);
 
 std::string_view textOf(const char* text) {
   return text == nullptr ? std::string_view() : std::string_view(text);
-}
-
-bool isAscii(std::string_view text) noexcept {
-  return kNotAscii.findFirstIn(text.data(), text.size()) == text.size();
 }
 
 // Converts into an empty buffer, which has room for the longest result before the conversion
@@ -63,7 +62,7 @@ class Utf8Form {
     DataBuffer form;
     form.setSecure(true);
     bool exact = false;
-    if (!convert({&c, 1}, Psdk::getAnsiCodePage(), kUtf8, form, exact) || !exact) return false;
+    if (!convert({&c, 1}, Psdk::getAnsiCodePage(), kUtf8Page, form, exact) || !exact) return false;
     return store(form.getData2(), form.getSize());
   }
 
@@ -131,7 +130,7 @@ bool XString::setFromAnsi(const char* text) {
   DataBuffer utf8;
   utf8.setSecure(m_secure);
   bool exact = false;
-  const bool converted = convert(ansi, Psdk::getAnsiCodePage(), kUtf8, utf8, exact);
+  const bool converted = convert(ansi, Psdk::getAnsiCodePage(), kUtf8Page, utf8, exact);
   forgetAnsi();
   m_utf8.weakClear();
   return converted && m_utf8.append(utf8) && exact;
@@ -158,7 +157,7 @@ const char* XString::getAnsi() {
   DataBuffer ansi;
   ansi.setSecure(m_secure);
   bool exact = false;
-  const bool made = convert(text, kUtf8, page, ansi, exact) && m_ansi.append(ansi);
+  const bool made = convert(text, kUtf8Page, page, ansi, exact) && m_ansi.append(ansi);
   m_ansiPage = made ? page : 0;
   return m_ansi.getString();
 }

@@ -8,15 +8,16 @@
 #include "support/EncodingConvert.h"
 #include "support/LogNull.h"
 #include "support/dvFormat.h"
+#include "support/internal/CodePageNumbers.h"
 #include "text/internal/StableText.h"
 
+using dorvane::internal::kUtf16LePage;
+using dorvane::internal::kUtf8Page;
 using dorvane::internal::StableText;
 
 namespace {
 
 constexpr unsigned int kMostRepeats = 0xC00000;
-constexpr int kUtf8Page = 65001;
-constexpr int kUtf16LePage = 1200;
 
 using FormatHex = unsigned int (*)(unsigned int value, char* digits);
 

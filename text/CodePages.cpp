@@ -6,56 +6,51 @@
 #include <string_view>
 
 #include "core/StringBuffer.h"
-#include "support/ByteSet.h"
 #include "support/ContentCoding.h"
 #include "support/DataBuffer.h"
 #include "support/EncodingConvert.h"
 #include "support/LogNull.h"
 #include "support/Psdk.h"
 #include "support/XString.h"
+#include "support/internal/Ascii.h"
+#include "support/internal/CodePageNumbers.h"
 #include "support/internal/Search.h"
 
-using dorvane::internal::ByteSet;
 using dorvane::internal::findBytes;
+using dorvane::internal::isAscii;
+using dorvane::internal::kUsAsciiPage;
+using dorvane::internal::kUtf16LePage;
+using dorvane::internal::kUtf8Page;
 
 namespace {
 
-constexpr int kUtf8 = 65001;
-constexpr int kUtf16 = 1200;
-constexpr int kUsOem = 437;
-constexpr int kUsAscii = 20127;
-constexpr int kWestern = 1252;
-constexpr int kLatin1 = 28591;
+constexpr int kUsOemPage = 437;
+constexpr int kWesternPage = 1252;
+constexpr int kLatin1Page = 28591;
 
 // How much longer than the text the block is that its UTF-8 form begins with.
 constexpr unsigned int kRoomToGrow = 32;
-
-constexpr ByteSet kHighBytes = ByteSet::range(0x80, 0xFF);
-
-bool isAscii(std::string_view text) {
-  return kHighBytes.findFirstIn(text.data(), text.size()) == text.size();
-}
 
 bool isBetween(int low, int page, int high) { return low <= page && page <= high; }
 
 // True for the pages of which it is taken that US-ASCII text is theirs already.
 bool extendsUsAscii(int page) {
-  return page == kUtf8 || isBetween(28591, page, 28605) || isBetween(1250, page, 1258);
+  return page == kUtf8Page || isBetween(28591, page, 28605) || isBetween(1250, page, 1258);
 }
 
 // True when the bytes of `text` are the same in both pages. Deliberate: US-ASCII is taken on trust,
 // the OEM page is looked at.
 bool isSameInBoth(std::string_view text, int from, int to) {
-  if (from == kUsAscii) return extendsUsAscii(to);
-  const bool extendsAscii = to == kWestern || to == kUtf8 || to == kLatin1;
-  return from == kUsOem && extendsAscii && isAscii(text);
+  if (from == kUsAsciiPage) return extendsUsAscii(to);
+  const bool extendsAscii = to == kWesternPage || to == kUtf8Page || to == kLatin1Page;
+  return from == kUsOemPage && extendsAscii && isAscii(text);
 }
 
 void toUtf16(std::string_view text, int page, DataBuffer& out) {
   out.clear();
   EncodingConvert converter;
   LogNull log;
-  converter.EncConvert(page, kUtf16, reinterpret_cast<const unsigned char*>(text.data()),
+  converter.EncConvert(page, kUtf16LePage, reinterpret_cast<const unsigned char*>(text.data()),
                        static_cast<unsigned int>(text.size()), out, log);
 }
 
@@ -89,7 +84,7 @@ void StringBuffer::reencode(int from, int to) {
   reencode(from, to, log);
 }
 
-void StringBuffer::cvUtf8ToAnsi() { reencode(kUtf8, Psdk::getAnsiCodePage()); }
+void StringBuffer::cvUtf8ToAnsi() { reencode(kUtf8Page, Psdk::getAnsiCodePage()); }
 
 void StringBuffer::convertToAnsi(int fromCodePage) {
   reencode(fromCodePage, Psdk::getAnsiCodePage());
@@ -113,7 +108,7 @@ void StringBuffer::cvAnsiToUtf8(LogBase& /*log*/) {
   if (wanted <= UINT_MAX) out.ensureBuffer(static_cast<unsigned int>(wanted));
   EncodingConvert converter;
   LogNull log;
-  converter.EncConvert(Psdk::getAnsiCodePage(), kUtf8,
+  converter.EncConvert(Psdk::getAnsiCodePage(), kUtf8Page,
                        reinterpret_cast<const unsigned char*>(m_data), contentSize(), out, log);
   if (out.appendChar(0)) takeFromDb(out);
 }
@@ -122,7 +117,7 @@ void StringBuffer::cvAnsiToUnicode(DataBuffer& out) const {
   toUtf16(content(), Psdk::getAnsiCodePage(), out);
 }
 
-void StringBuffer::cvUtf8ToUnicode(DataBuffer& out) const { toUtf16(content(), kUtf8, out); }
+void StringBuffer::cvUtf8ToUnicode(DataBuffer& out) const { toUtf16(content(), kUtf8Page, out); }
 
 // ---- Inside UTF-8 text ----
 

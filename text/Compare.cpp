@@ -16,6 +16,7 @@ using dorvane::internal::asciiLower;
 using dorvane::internal::ByteSet;
 using dorvane::internal::findBytes;
 using dorvane::internal::findBytesNoCase;
+using dorvane::internal::isAscii;
 using dorvane::internal::kAddressBytes;
 using dorvane::internal::kDigits;
 using dorvane::internal::kLetters;
@@ -97,19 +98,6 @@ std::string_view limited(std::string_view content, unsigned int limit) {
 
 bool allIn(const ByteSet& set, std::string_view bytes) {
   return set.findFirstNotIn(bytes.data(), bytes.size()) == bytes.size();
-}
-
-bool noneHasHighBit(std::string_view bytes) {
-  constexpr std::size_t kBlock = 256;
-  while (!bytes.empty()) {
-    const std::string_view block = bytes.substr(0, kBlock);
-    unsigned char all = 0;
-    for (const char c : block)
-      all = static_cast<unsigned char>(all | static_cast<unsigned char>(c));
-    if (all >= 0x80) return false;
-    bytes.remove_prefix(block.size());
-  }
-  return true;
 }
 
 // Deliberate: digits and punctuation are as good as capitals.
@@ -241,7 +229,7 @@ unsigned int StringBuffer::countCharOccurances(char ch) const noexcept {
 // ---- Byte classes ----
 
 bool StringBuffer::is7bit(unsigned int limit) const noexcept {
-  return noneHasHighBit(limited(content(), limit));
+  return isAscii(limited(content(), limit));
 }
 
 bool StringBuffer::is7bitAlpha(unsigned int limit) const noexcept {

@@ -6,7 +6,9 @@
 #include "core/StringBuffer.h"
 #include "text/internal/Pieces.h"
 #include "text/internal/SavedTail.h"
+#include "text/internal/Texts.h"
 
+using dorvane::internal::appendTo;
 using dorvane::internal::endAtByte;
 using dorvane::internal::FewBytes;
 using dorvane::internal::SavedTail;
@@ -38,7 +40,7 @@ Field findField(std::string_view record, unsigned int index, const FindEnd& find
 void appendPlainField(std::string_view field, bool honourQuotes, bool honourEscapes,
                       StringBuffer& out) {
   const auto appendRun = [&](std::size_t from, std::size_t to) {
-    out.appendN(field.data() + from, static_cast<unsigned int>(to - from));
+    appendTo(out, field.substr(from, to - from));
   };
   if (!honourQuotes && !honourEscapes) return appendRun(0, field.size());
   const FewBytes stops(!honourEscapes ? "\"" : !honourQuotes ? "\\" : "\"\\");
@@ -134,8 +136,7 @@ bool StringBuffer::pop(char delimiter, StringBuffer& out) {
   const std::string_view all = content();
   const std::size_t at = all.rfind(delimiter);
   if (at == std::string_view::npos) return false;
-  const std::string_view last = all.substr(at + 1);
-  out.appendN(last.data(), static_cast<unsigned int>(last.size()));
+  appendTo(out, all.substr(at + 1));
   endAt(static_cast<unsigned int>(at));
   return true;
 }
@@ -144,7 +145,7 @@ bool StringBuffer::separate(char separator, StringBuffer& before, StringBuffer& 
   const std::string_view all = text();
   const std::size_t at = all.find(separator);
   if (at == std::string_view::npos) return false;
-  before.appendN(m_data, static_cast<unsigned int>(at));
+  appendTo(before, all.substr(0, at));
   // The storage may have moved: `before` may be this buffer.
   after.appendN(m_data + at + 1, static_cast<unsigned int>(all.size() - at - 1));
   return true;

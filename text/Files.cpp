@@ -11,16 +11,17 @@
 #include "support/LogNull.h"
 #include "support/XString.h"
 #include "support/dv64.h"
+#include "support/internal/CodePageNumbers.h"
+
+using dorvane::internal::kUtf16BePage;
+using dorvane::internal::kUtf16LePage;
+using dorvane::internal::kUtf8Page;
 
 namespace {
 
 constexpr unsigned int kUnknownSize = 0xFFFFFFFFU;
 constexpr unsigned int kRoomBehindFile = 4;
 constexpr long long kRoomOfLoadedFile = 200;
-
-constexpr int kUtf8 = 65001;
-constexpr int kUtf16Little = 1200;
-constexpr int kUtf16Big = 1201;
 
 bool startsWith(std::string_view text, std::string_view start) {
   return text.substr(0, start.size()) == start;
@@ -91,9 +92,9 @@ void StringBuffer::decodeByteOrderMark() {
   const std::string_view all = content();
   LogNull log;
   if (startsWith(all, "\xFE\xFF"))
-    reencode(kUtf16Big, kUtf8, log);
+    reencode(kUtf16BePage, kUtf8Page, log);
   else if (startsWith(all, "\xFF\xFE"))
-    reencode(kUtf16Little, kUtf8, log);
+    reencode(kUtf16LePage, kUtf8Page, log);
   else if (all.size() >= 4 && startsWith(all, "\xEF\xBB\xBF"))
     replaceKeepingBlock(all.substr(3));
 }

@@ -9,7 +9,9 @@
 #include "support/internal/Search.h"
 #include "text/internal/PlaceholderIndex.h"
 #include "text/internal/SavedTail.h"
+#include "text/internal/Texts.h"
 
+using dorvane::internal::appendTo;
 using dorvane::internal::findBytes;
 using dorvane::internal::PlaceholderIndex;
 using dorvane::internal::SavedTail;
@@ -47,7 +49,7 @@ bool addRun(ExtPtrArray& runs, std::string_view bytes) {
   if (!runs.reserveMore(1)) return false;
   StringBuffer* const run = StringBuffer::createNewSB();
   if (run == nullptr) return false;
-  if (!run->appendN(bytes.data(), static_cast<unsigned int>(bytes.size()))) {
+  if (!appendTo(*run, bytes)) {
     StringBuffer::deleteSb(run);
     return false;
   }

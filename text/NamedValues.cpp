@@ -7,8 +7,10 @@
 #include "support/internal/Search.h"
 #include "text/internal/ByteClasses.h"
 #include "text/internal/Staging.h"
+#include "text/internal/Texts.h"
 
 using dorvane::internal::appendInBlocks;
+using dorvane::internal::appendTo;
 using dorvane::internal::findBytes;
 using dorvane::internal::kWhiteSpace;
 
@@ -59,6 +61,6 @@ bool StringBuffer::getNamedValue(const char* name, StringBuffer& value) const {
   std::string_view rest = all.substr(static_cast<std::size_t>(match - all.data()));
   rest.remove_prefix(key.m_length);
   rest = rest.substr(0, rest.find(';'));
-  value.appendN(rest.data(), static_cast<unsigned int>(rest.size()));
+  appendTo(value, rest);
   return true;
 }

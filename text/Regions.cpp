@@ -5,16 +5,17 @@
 #include "core/StringBuffer.h"
 #include "support/internal/Search.h"
 #include "text/internal/ReplaceMatches.h"
+#include "text/internal/Texts.h"
 
+using dorvane::internal::appendTo;
 using dorvane::internal::findBytes;
 using dorvane::internal::findBytesNoCase;
+using dorvane::internal::isEmpty;
 using dorvane::internal::replaceMatches;
 
 namespace {
 
 constexpr std::size_t kNone = std::string_view::npos;
-
-bool isEmpty(const char* text) { return text == nullptr || *text == '\0'; }
 
 // Offset of the first marker at or behind `from`, or kNone.
 std::size_t offsetOf(std::string_view text, std::string_view marker, std::size_t from) {
@@ -40,10 +41,6 @@ Region findRegion(std::string_view text, std::string_view begin, std::string_vie
           text.substr(last + end.size())};
 }
 
-void append(StringBuffer& out, std::string_view bytes) {
-  out.appendN(bytes.data(), static_cast<unsigned int>(bytes.size()));
-}
-
 }  // namespace
 
 // ---- Reading ----
@@ -51,7 +48,7 @@ void append(StringBuffer& out, std::string_view bytes) {
 bool StringBuffer::getBetween(const char* begin, const char* end, StringBuffer& out) const {
   if (isEmpty(begin) || isEmpty(end)) return false;
   const Region region = findRegion(text(), begin, end);
-  if (region.found) ::append(out, region.inside);
+  if (region.found) appendTo(out, region.inside);
   return region.found;
 }
 
@@ -67,7 +64,7 @@ void StringBuffer::getDelimited(const char* begin, const char* end, bool include
   if (first == kNone) return;
   const std::string_view endMarker(end);
   const std::size_t last = offsetOf(all, endMarker, first + 1);
-  if (last != kNone) ::append(out, all.substr(first, last + endMarker.size() - first));
+  if (last != kNone) appendTo(out, all.substr(first, last + endMarker.size() - first));
 }
 
 bool StringBuffer::copyUntil(const char* marker, unsigned int start, unsigned int& count,
@@ -79,7 +76,7 @@ bool StringBuffer::copyUntil(const char* marker, unsigned int start, unsigned in
   const std::size_t size = offsetOf(rest, marker, 0);
   if (size == kNone || rest.substr(0, size).find('\0') != kNone) return false;
   count = static_cast<unsigned int>(size);
-  ::append(out, rest.substr(0, size));
+  appendTo(out, rest.substr(0, size));
   return true;
 }
 
@@ -152,11 +149,11 @@ bool StringBuffer::removeDelimited(const char* begin, const char* end, bool case
     const char* const last = find(rest.substr(before), endMarker);
     if (last == nullptr) break;
     found = true;
-    ::append(out, rest.substr(0, before));
+    appendTo(out, rest.substr(0, before));
     rest.remove_prefix(static_cast<std::size_t>(last - rest.data()) + endMarker.size());
   }
   if (!found) return true;
-  ::append(out, rest);
+  appendTo(out, rest);
   takeSb(out);
   return true;
 }

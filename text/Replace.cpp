@@ -12,17 +12,17 @@
 #include "text/internal/ReplaceMatches.h"
 #include "text/internal/SavedTail.h"
 #include "text/internal/StableText.h"
+#include "text/internal/Texts.h"
 
 using dorvane::internal::changeBytes;
 using dorvane::internal::findBytes;
 using dorvane::internal::findBytesNoCase;
+using dorvane::internal::isEmpty;
 using dorvane::internal::replaceMatches;
 using dorvane::internal::SavedTail;
 using dorvane::internal::StableText;
 
 namespace {
-
-bool isEmpty(const char* text) { return text == nullptr || *text == '\0'; }
 
 // The UTF-8 form of a Windows-1252 byte from 0x80 up, as a text.
 struct Utf8Text {

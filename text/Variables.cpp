@@ -9,7 +9,9 @@
 #include "support/_dvUrlEncode.h"
 #include "support/dvEnv.h"
 #include "text/internal/Staging.h"
+#include "text/internal/Texts.h"
 
+using dorvane::internal::appendTo;
 using dorvane::internal::Staging;
 
 namespace {
@@ -40,7 +42,7 @@ bool encodeValue(StringBuffer& value, int mode) {
 
 bool setText(StringBuffer& buffer, std::string_view text) {
   buffer.weakClear();
-  return buffer.appendN(text.data(), static_cast<unsigned int>(text.size()));
+  return appendTo(buffer, text);
 }
 
 }  // namespace

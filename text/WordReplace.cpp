@@ -5,17 +5,17 @@
 #include "core/StringBuffer.h"
 #include "text/internal/ByteClasses.h"
 #include "text/internal/ReplaceMatches.h"
+#include "text/internal/Texts.h"
 #include "text/internal/WordFinder.h"
 
 using dorvane::internal::ByteSet;
+using dorvane::internal::isEmpty;
 using dorvane::internal::kAddressBytes;
 using dorvane::internal::kWordBytes;
 using dorvane::internal::replaceMatches;
 using dorvane::internal::WordFinder;
 
 namespace {
-
-bool isEmpty(const char* text) { return text == nullptr || *text == '\0'; }
 
 const ByteSet& wordBytes(bool extended) { return extended ? kAddressBytes : kWordBytes; }
 

@@ -1,6 +1,9 @@
 #ifndef DORVANE_SUPPORT_INTERNAL_ASCII_H
 #define DORVANE_SUPPORT_INTERNAL_ASCII_H
 
+#include <cstddef>
+#include <string_view>
+
 // Character rules of the ASCII range. None depends on the locale; every byte of 0x80 and above
 // is left alone.
 namespace dorvane::internal {
@@ -18,6 +21,21 @@ constexpr bool isAsciiLetter(unsigned char c) noexcept {
 }
 
 constexpr bool isAsciiDigit(unsigned char c) noexcept { return c >= '0' && c <= '9'; }
+
+/// True when no byte has its high bit set. Looks at whole blocks, which compilers turn into vector
+/// instructions.
+inline bool isAscii(std::string_view bytes) noexcept {
+  constexpr std::size_t kBlock = 256;
+  while (!bytes.empty()) {
+    const std::string_view block = bytes.substr(0, kBlock);
+    unsigned char all = 0;
+    for (const char c : block)
+      all = static_cast<unsigned char>(all | static_cast<unsigned char>(c));
+    if (all >= 0x80) return false;
+    bytes.remove_prefix(block.size());
+  }
+  return true;
+}
 
 /// Space, TAB, CR or LF.
 constexpr bool isBlank(unsigned char c) noexcept {

@@ -18,6 +18,7 @@
 #include "support/internal/Ascii.h"
 #include "support/internal/BinaryDecoders.h"
 #include "support/internal/CharsetNames.h"
+#include "support/internal/CodePageNumbers.h"
 #include "support/internal/ContentOf.h"
 #include "support/internal/DecodedBytes.h"
 
@@ -29,11 +30,10 @@ using dorvane::internal::contentOf;
 using dorvane::internal::decodeBase64;
 using dorvane::internal::DecodedBytes;
 using dorvane::internal::hexDigitValue;
+using dorvane::internal::kUtf8Page;
 using dorvane::internal::Misfits;
 
 namespace {
-
-constexpr int kUtf8 = 65001;
 
 // No part of a word holds a "?". The next word to try therefore begins behind the parts that have
 // been read, or in the last of them: no byte is read more than a few times.
@@ -163,7 +163,7 @@ bool decodeBytes(const Word& word, DataBuffer& out) {
 bool convertToUtf8(int page, const DataBuffer& bytes, DataBuffer& out) {
   EncodingConvert converter;
   LogNull log;
-  return converter.EncConvert(page, kUtf8, bytes.getData2(), bytes.getSize(), out, log);
+  return converter.EncConvert(page, kUtf8Page, bytes.getData2(), bytes.getSize(), out, log);
 }
 
 // The code pages of the charsets in a text. A charset may be known although the system lacks its

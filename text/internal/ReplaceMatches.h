@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "core/StringBuffer.h"
+#include "text/internal/Texts.h"
 
 namespace dorvane::internal {
 
@@ -15,18 +16,15 @@ namespace dorvane::internal {
 template <class Find>
 unsigned int replaceMatches(std::string_view text, std::size_t size, std::string_view replacement,
                             const char* match, const Find& find, StringBuffer& out) {
-  const auto append = [&out](std::string_view piece) {
-    out.appendN(piece.data(), static_cast<unsigned int>(piece.size()));
-  };
   unsigned int count = 0;
   for (; match != nullptr; match = find(text)) {
     ++count;
     const auto before = static_cast<std::size_t>(match - text.data());
-    append(text.substr(0, before));
-    append(replacement);
+    appendTo(out, text.substr(0, before));
+    appendTo(out, replacement);
     text.remove_prefix(before + size);
   }
-  if (count != 0) append(text);
+  if (count != 0) appendTo(out, text);
   return count;
 }
 

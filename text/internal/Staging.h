@@ -7,6 +7,7 @@
 
 #include "core/StringBuffer.h"
 #include "support/dvMemory.h"
+#include "text/internal/Texts.h"
 
 namespace dorvane::internal {
 
@@ -16,7 +17,7 @@ inline bool appendInBlocks(StringBuffer& out, std::string_view bytes, std::size_
   bool complete = true;
   while (!bytes.empty()) {
     const std::string_view block = bytes.substr(0, blockSize);
-    complete = out.appendN(block.data(), static_cast<unsigned int>(block.size())) && complete;
+    complete = appendTo(out, block) && complete;
     bytes.remove_prefix(block.size());
   }
   return complete;
