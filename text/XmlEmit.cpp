@@ -4,14 +4,14 @@
 #include <string_view>
 
 #include "core/StringBuffer.h"
-#include "support/ByteSet.h"
 #include "support/ExtPtrArray.h"
 #include "support/StringPair.h"
+#include "support/internal/FewBytes.h"
 #include "text/internal/Entities.h"
 #include "text/internal/StableText.h"
 #include "text/internal/Staging.h"
 
-using dorvane::internal::ByteSet;
+using dorvane::internal::FewBytesOf;
 using dorvane::internal::kNamedCharacters;
 using dorvane::internal::StableText;
 using dorvane::internal::Staging;
@@ -19,8 +19,8 @@ using dorvane::internal::Staging;
 namespace {
 
 constexpr std::size_t kBlock = 250;
-constexpr ByteSet kEscaped = ByteSet::of("\"'<>&");
-constexpr ByteSet kAsCdata = ByteSet::of("\n\t");
+constexpr FewBytesOf<5> kEscaped("\"'<>&");
+constexpr FewBytesOf<2> kAsCdata("\n\t");
 
 std::string_view escapeOf(char c) {
   const auto* character = kNamedCharacters;

@@ -10,17 +10,20 @@
 
 namespace dorvane::internal {
 
-/// A set of one to four byte values, found 16 bytes at a time where the processor can. Use it
+/// A set of one to `kMost` byte values, found 16 bytes at a time where the processor can. Use it
 /// instead of a ByteSet where long runs without a member are common.
-class FewBytes {
+template <std::size_t kMost>
+class FewBytesOf {
  public:
-  /// The first four bytes of `bytes`, which is not empty.
-  explicit constexpr FewBytes(std::string_view bytes) noexcept {
+  /// The first `kMost` bytes of `bytes`, which is not empty.
+  explicit constexpr FewBytesOf(std::string_view bytes) noexcept {
     for (std::size_t i = 0; i < kMost; ++i) m_bytes[i] = bytes[i < bytes.size() ? i : 0];
   }
 
   constexpr bool contains(char c) const noexcept {
-    return c == m_bytes[0] || c == m_bytes[1] || c == m_bytes[2] || c == m_bytes[3];
+    bool found = false;
+    for (const char byte : m_bytes) found = found || c == byte;
+    return found;
   }
 
   /// Index of the first of the `n` bytes at `p` that belongs to the set; `n` when none does.
@@ -36,8 +39,6 @@ class FewBytes {
   }
 
  private:
-  static constexpr std::size_t kMost = 4;
-
 #if defined(__SSE2__)
   static constexpr std::size_t kBlock = 16;
 
@@ -53,6 +54,8 @@ class FewBytes {
 
   char m_bytes[kMost] = {};
 };
+
+using FewBytes = FewBytesOf<4>;
 
 }  // namespace dorvane::internal
 

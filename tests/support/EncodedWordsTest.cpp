@@ -425,7 +425,7 @@ TEST(EncodedWords, IsLinear) {
       StringBuffer buffer;
       harness::fill(buffer, std::string(start) + repeated(piece, kMiB / 16 / piece.size()));
       LogNull log;
-      EXPECT_LT(harness::secondsOf([&] { decode(buffer, log); }), 2.0) << start << piece;
+      EXPECT_LT(harness::secondsOf([&] { decode(buffer, log); }), 8.0) << start << piece;
     }
   }
 }
@@ -435,7 +435,7 @@ TEST(EncodedWords, ManyWordsBehindAHugeOneAreLinear) {
       "=?utf-8?Q?" + std::string(1U << 20U, 'x') + "?=" + repeated(" y =?koi8-r?Q?z?=", 20000);
   StringBuffer buffer(text.c_str());
   LogNull log;
-  EXPECT_LT(harness::secondsOf([&] { decode(buffer, log); }), 3.0);
+  EXPECT_LT(harness::secondsOf([&] { decode(buffer, log); }), 8.0);
   EXPECT_EQ(buffer.getSize(), (1U << 20U) + 20000 * 4);
 }
 

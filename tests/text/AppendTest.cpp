@@ -1448,7 +1448,7 @@ TEST(AppendHostile, LargeTextsAreLinear) {
     for (const TextMember& member : textMembers()) {
       StringBuffer buffer("content");
       bool result = false;
-      EXPECT_LT(secondsOf([&] { result = member.run(buffer, large.c_str(), large.c_str()); }), 2.0)
+      EXPECT_LT(secondsOf([&] { result = member.run(buffer, large.c_str(), large.c_str()); }), 8.0)
           << member.name;
       EXPECT_TRUE(result) << member.name;
       std::size_t appended = 0;

