@@ -1,6 +1,8 @@
 // Loading and saving of text/Files.cpp.
 
 #include <gtest/gtest.h>
+#include <limits.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,6 +14,8 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "core/StringBuffer.h"
@@ -420,6 +424,58 @@ TEST(LoadFromFile, AShortReadIsAFailure) {
   RecordingLog log;
   EXPECT_FALSE(load(buffer, kShortFile, &log));
   EXPECT_EQ(log.entries(), entries);  // reading to the end is no failure of the handle
+}
+
+// Cuts a file shortly after somebody has opened it.
+class Shrinker {
+ public:
+  explicit Shrinker(std::string path) : m_path(std::move(path)), m_watch(::inotify_init1(0)) {
+    EXPECT_GE(::inotify_add_watch(m_watch, m_path.c_str(), IN_OPEN), 0);
+    m_thread = std::thread([this] { shrinkWhenOpened(); });
+  }
+  ~Shrinker() {
+    m_thread.join();
+    ::close(m_watch);
+  }
+  Shrinker(const Shrinker&) = delete;
+  Shrinker& operator=(const Shrinker&) = delete;
+
+ private:
+  void shrinkWhenOpened() {
+    alignas(inotify_event) char event[sizeof(inotify_event) + NAME_MAX + 1];
+    EXPECT_GT(::read(m_watch, event, sizeof event), 0);
+    ::usleep(2000);
+    EXPECT_EQ(::truncate(m_path.c_str(), 4096), 0);
+  }
+
+  std::string m_path;
+  int m_watch;
+  std::thread m_thread;
+};
+
+// A file so large that reading it takes longer than cutting it; a try in which it was cut before
+// its size was told or after its end was read is repeated.
+TEST(LoadFromFile, AFileThatShrinksWhileItIsReadIsAShortRead) {
+  constexpr off_t kSize = 256 << 20;
+  for (int tries = 0; tries < 20; ++tries) {
+    const TempDir dir;
+    const std::string path = sparseFile(dir, kSize);
+    StringBuffer buffer("before");
+    RecordingLog log;
+    bool loaded = false;
+    {
+      const Shrinker shrinker(path);
+      loaded = load(buffer, path, &log);
+    }
+    if (loaded) continue;
+    EXPECT_EQ(bytesOf(buffer), "before");
+    EXPECT_TRUE(harness::invariantsHold(buffer));
+    EXPECT_TRUE(endsWith(log, value("filename", path) + error(kShortRead)));
+    EXPECT_EQ(log.entries().rfind("filesize: " + std::to_string(kSize) + "\nbytes_received: ", 0),
+              0U);
+    return;
+  }
+  FAIL() << "the file was never cut while it was read";
 }
 
 TEST(LoadFromFile, AReadErrorIsAFailure) {
