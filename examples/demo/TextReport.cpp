@@ -46,7 +46,7 @@ void appendDetail(const StringBuffer& detail, StringBuffer& out) {
 }
 
 void appendTitle(int number, const Part& part, StringBuffer& out) {
-  out.append_d("\nPart %d: ", number);
+  out.append_d("\nPart #%d: ", number);
   out.append(part.type);
   appendDetail(part.charset, out);
   appendDetail(part.encoding, out);
