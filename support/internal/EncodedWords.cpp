@@ -166,24 +166,32 @@ bool convertToUtf8(int page, const DataBuffer& bytes, DataBuffer& out) {
   return converter.EncConvert(page, kUtf8Page, bytes.getData2(), bytes.getSize(), out, log);
 }
 
-// The code pages of the charsets in a text. A charset may be known although the system lacks its
-// converter.
+// The code pages of the charsets in a text, which repeats few. A charset may be known although the
+// system lacks its converter.
 class KnownPages {
  public:
-  // The page of a charset, with or without a language behind it; 0 when there is none.
+  // The page of a charset, with or without a language behind it; 0 when there is none. The name
+  // stays where it is until the next call.
   int find(std::string_view charset) {
-    const int page = codePageOfCharset(charset.substr(0, charset.find('*')));
-    if (page == 0 || page == m_last) return m_lastConverts ? page : 0;
-    m_last = page;
-    DataBuffer nothing;
-    DataBuffer unused;
-    m_lastConverts = convertToUtf8(page, nothing, unused);
-    return m_lastConverts ? page : 0;
+    if (charset != m_charset) {
+      m_charset = charset;
+      remember(codePageOfCharset(charset.substr(0, charset.find('*'))));
+    }
+    return m_converts ? m_page : 0;
   }
 
  private:
-  int m_last = 0;
-  bool m_lastConverts = true;
+  void remember(int page) {
+    if (page == m_page) return;
+    m_page = page;
+    DataBuffer nothing;
+    DataBuffer unused;
+    m_converts = page != 0 && convertToUtf8(page, nothing, unused);
+  }
+
+  std::string_view m_charset;
+  int m_page = 0;
+  bool m_converts = false;
 };
 
 class WordDecoder {
@@ -197,7 +205,7 @@ class WordDecoder {
       if (!isDecodable(word)) {
         m_faults.note(word.begin);
         m_at = word.end;
-      } else if (!copyUpTo(word.begin) || !decodeFrom(word)) {
+      } else if (!makeRoom() || !copyUpTo(word.begin) || !decodeFrom(word)) {
         return false;
       }
     }
@@ -222,6 +230,9 @@ class WordDecoder {
     word.page = m_pages.find(word.charset);
     return word.page != 0 && isWellFormed(word);
   }
+
+  // Most texts get shorter, so that they grow no further.
+  bool makeRoom() { return m_out.ensureBuffer(static_cast<unsigned int>(m_text.size())); }
 
   bool copyUpTo(std::size_t end) {
     const std::string_view plain = m_text.substr(m_copied, end - m_copied);
