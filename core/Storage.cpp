@@ -71,6 +71,15 @@ bool StringBuffer::growAndAppend(const char* bytes, std::size_t n) {
   return true;
 }
 
+void StringBuffer::appendSingly(std::string_view bytes) {
+  while (!bytes.empty()) {
+    const bool hasRoom = makeRoom(1);
+    const std::string_view run = bytes.substr(0, hasRoom ? storageSize() - m_length - 1 : 1);
+    if (hasRoom) appendBytes(run);
+    bytes.remove_prefix(run.size());
+  }
+}
+
 bool StringBuffer::expectNumBytes(unsigned int n) { return m_magic == kMagic && makeRoom(n); }
 
 bool StringBuffer::replaceKeepingBlock(std::string_view bytes) {

@@ -2,6 +2,7 @@
 #define DORVANE_CORE_STRINGBUFFER_H
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <initializer_list>
 #include <string_view>
@@ -38,7 +39,8 @@ class WordFinder;
 ///   content.
 /// - **Results.** `true` also means that there was nothing to do. A failure is an allocation
 ///   that failed or a content that would exceed 4294967294 bytes; nothing throws, and what had
-///   been appended completely before the failure stays.
+///   been appended completely before the failure stays. Where a result says something else (that a
+///   field exists, how many there were), a piece for which there is no memory is left out.
 /// - **Output parameters** of type StringBuffer& are appended to; those that are emptied first
 ///   say so.
 /// - **Ownership.** Arrays handed out are the caller's, released with `delete[]`; buffers made
@@ -817,7 +819,8 @@ class StringBuffer : public NonRefCountedObj {
   /// Appends the tokens to `out` as new, minimised buffers that the array owns; each byte of
   /// `punctuation` outside quotes is a token of its own. Deliberate: text that ends with white
   /// space or punctuation gives an empty last token; quotes and backslashes are never punctuation.
-  /// Stops when memory is exhausted.
+  /// Bytes for which a token cannot grow are left out of it; the tokens end where no new one can be
+  /// had.
   void tokenize(ExtPtrArray& out, const char* punctuation) const;
 
   /// As tokenize() with the punctuation of C-like source text.
@@ -838,19 +841,22 @@ class StringBuffer : public NonRefCountedObj {
   unsigned int countColumns(char delimiter, bool honourQuotes, bool honourEscapes) const noexcept;
 
   /// Empties `out` and stores the field in it, without its quotes and escaping backslashes; a
-  /// doubled quote inside quotes stands for one. False when the field does not exist. Deliberate:
-  /// false for an index above 10000000; with `out` being this buffer it is emptied, with false.
+  /// doubled quote inside quotes stands for one. True when the field exists, also when `out` cannot
+  /// hold all of it. Deliberate: false for an index above 10000000; with `out` being this buffer it
+  /// is emptied, with false.
   bool getNthDelimited(unsigned int index, char delimiter, bool honourQuotes, bool honourEscapes,
                        StringBuffer& out) const;
 
   /// Replaces a field by the content of `value` as it stands, adding empty fields before it when
-  /// the record is too short. Deliberate: false for an index above 1000000; an empty value in an
-  /// empty buffer leaves one delimiter; this buffer or a dead one as the value inserts nothing.
+  /// the record is too short. False when memory is exhausted: a field that exists is unchanged
+  /// then, of one that does not some delimiters may have been added. Deliberate: false for an index
+  /// above 1000000; an empty value in an empty buffer leaves one delimiter; this buffer or a dead
+  /// one as the value inserts nothing; what stands behind a NUL goes with the last field.
   bool setNthDelimited(unsigned int index, char delimiter, bool honourQuotes, bool honourEscapes,
                        const StringBuffer& value);
 
   /// Removes a field and one delimiter beside it. False when the field does not exist or the index
-  /// is above 10000000.
+  /// is above 10000000. Deliberate: what stands behind a NUL goes with the last field.
   bool removeNthDelimited(unsigned int index, char delimiter, bool honourQuotes,
                           bool honourEscapes);
 
@@ -858,8 +864,8 @@ class StringBuffer : public NonRefCountedObj {
   /// there is none. Deliberate: true, and the content cut, also when `out` cannot grow.
   bool pop(char delimiter, StringBuffer& out);
 
-  /// Appends the text before and behind the first separator to two buffers; false, with both
-  /// untouched, when there is none.
+  /// Appends the text before and behind the first separator to two buffers, each as far as memory
+  /// allows; false, with both untouched, when there is none.
   bool separate(char separator, StringBuffer& before, StringBuffer& after) const;
 
   /// @}
@@ -893,7 +899,8 @@ class StringBuffer : public NonRefCountedObj {
 
   /// Empties the buffer as clear() does and stores the bytes up to the first NUL, CR or LF in it,
   /// then trims it as trim2() and lower-cases it as toLowerCase() on demand. Returns the number of
-  /// bytes before trimming, or 0 when the buffer cannot grow.
+  /// bytes before trimming, or 0 when the buffer cannot grow; the start of the line that it could
+  /// hold stays then. Null: 0, with the buffer empty.
   unsigned int captureLine(const char* text, bool trim, bool toLower);
 
   /// @}
@@ -904,11 +911,14 @@ class StringBuffer : public NonRefCountedObj {
   /// @{
 
   /// Splits `name = value` at the first "="; both are trimmed. With `stripQuotes`, one double quote
-  /// goes at each end of the value. Deliberate: each of the two on its own.
+  /// goes at each end of the value. Text without an "=" is a name alone. Bytes for which an output
+  /// cannot grow are left out. Deliberate: each of the two quotes on its own.
   void splitAttrValue(StringBuffer& name, StringBuffer& value, bool stripQuotes) const;
 
-  /// Stores the value of the first `name=` of the text, up to the next ";". Deliberate: `name=` is
-  /// also found at the end of a longer name.
+  /// Stores the value of the first `name=` of the text, up to the next ";". White space around the
+  /// name is ignored, case is not; a null or blank name finds the first "=". False, with `value`
+  /// empty, when there is none, or no memory for the key of a long name; true also when `value`
+  /// cannot hold all. Deliberate: `name=` is also found at the end of a longer name.
   bool getNamedValue(const char* name, StringBuffer& value) const;
   /// @}
   /// @name Entity encoding (text/EntityEncode.cpp)
@@ -947,13 +957,16 @@ class StringBuffer : public NonRefCountedObj {
   /// at its first NUL.
   unsigned int decodeXMLSpecial();
 
-  /// Decodes the five references of XML, "&nbsp;" (to a plain space), the named references of HTML
-  /// 4 whose characters Windows-1252 has, and numeric references up to 255, to UTF-8. Deliberate:
-  /// "&amp;" is decoded first and once more in the end, so that "&amp;lt;" becomes "<"; a numeric
-  /// reference takes at most two hexadecimal digits behind "&#x" or three decimal ones, names a
-  /// byte of Windows-1252 (decimal: up to 254), and the byte behind its digits is dropped, whatever
-  /// it is. Text that holds an "&" is cut at its first NUL; other text stays as it is. Linear; a
-  /// piece for which memory is exhausted is left out.
+  /// Decodes to UTF-8: the five references of XML, "&nbsp;" (to a plain space), the named
+  /// references of HTML 4 whose characters Windows-1252 has, without "&fnof;", the decimal
+  /// references of its punctuation from 0x80 to 0x9F, "&#x20AC;", and numeric references up to 255.
+  /// Deliberate:
+  /// "&amp;" is decoded first and once more in the end, so that "&amp;lt;" becomes "<"; the bullet
+  /// is known by its name only; a numeric reference up to 255 takes at most two hexadecimal digits
+  /// behind "&#x" or three decimal ones, names a byte of Windows-1252 (decimal: up to 254), and the
+  /// byte behind its digits is dropped, whatever it is. Text that holds an "&" is cut at its first
+  /// NUL; otherwise numeric references are decoded behind NULs, too. Linear. A replacement of a
+  /// name for which memory is exhausted is left out; numeric references stay then.
   void decodeAllXmlSpecialUtf8();
 
   /// As decodeAllXmlSpecialUtf8(), to single Windows-1252 bytes; also decodes the references of the
@@ -969,12 +982,12 @@ class StringBuffer : public NonRefCountedObj {
   /// piece was appended, otherwise 0. XML 1.0: https://www.w3.org/TR/xml/
   /// @{
 
-  /// Appends a text, escaped; text with an LF or a TAB goes unchanged into a CDATA section.
-  /// Deliberate: "]]>" is not looked for there, so such a text can end the section early; use
-  /// appendXmlNoCdata() for text that is not trusted.
+  /// Appends a text, escaped, character by character; text with an LF or a TAB goes unchanged into
+  /// a CDATA section. Deliberate: "]]>" is not looked for there, so such a text can end the section
+  /// early; use appendXmlNoCdata() for text that is not trusted.
   void appendXml(const char* text);
 
-  /// Appends a text, always escaped.
+  /// Appends a text, always escaped, in pieces of up to 250 bytes.
   void appendXmlNoCdata(const char* text);
 
   /// Appends `count` bytes, always escaped. Null appends nothing.
@@ -1008,7 +1021,8 @@ class StringBuffer : public NonRefCountedObj {
   /// @name Links (text/Links.cpp)
   ///
   /// An address runs from "http://" or "https://", found without regard to case, up to the first
-  /// TAB, LF, CR, space, or one of `()<>[]{}`. Nothing is escaped. All are linear in the text.
+  /// TAB, LF, CR, space, or one of `()<>[]{}`. Nothing is escaped. All are linear in the text. When
+  /// memory is exhausted, or the result too long, the text stays as it is.
   /// @{
 
   /// Makes every address in `text` a link: `<a href="ADDRESS">ADDRESS</a>`. Deliberate: works on
@@ -1017,7 +1031,8 @@ class StringBuffer : public NonRefCountedObj {
   void autoLinkUrls2(StringBuffer& text) const;
 
   /// The same for the body of the HTML page in this buffer, that is from the first "<body" on, or
-  /// all of it. Existing anchors, from "<a" to "</a" and the next ">", are copied unchanged.
+  /// all of it. Existing anchors, from "<a" to "</a" and the next ">", are copied unchanged; one
+  /// that is not closed runs to the end.
   /// Deliberate: "<abbr" counts as an anchor too, as does every name that begins with "a".
   void autoLinkUrls();
 
@@ -1239,6 +1254,9 @@ class StringBuffer : public NonRefCountedObj {
   bool appendBytes(const char* bytes, std::size_t n);
   bool appendBytes(std::string_view bytes) { return appendBytes(bytes.data(), bytes.size()); }
   bool growAndAppend(const char* bytes, std::size_t n);
+  // Appends bytes that do not lie in this buffer; the growth is that of one appendChar() after the
+  // other, and a byte for which there is no room is left out.
+  void appendSingly(std::string_view bytes);
 
   // Ends the content at n: writes the NUL and sets the length. There is room for it.
   void endAt(unsigned int n) noexcept {
@@ -1312,8 +1330,10 @@ class StringBuffer : public NonRefCountedObj {
                             const char* replacement);
   // Appends the run of the set's bytes at the start of a text; returns its length.
   unsigned int capture(const dorvane::internal::ByteSet& set, const char* text);
-  // Appends the value of a field; this buffer or a dead one counts as nothing.
-  bool appendField(const StringBuffer& value);
+  // The bytes of a field's new value; this buffer or a dead one counts as nothing.
+  std::string_view fieldBytes(const StringBuffer& value) const noexcept;
+  // Makes room for a content of that many bytes and its NUL.
+  bool makeRoomInAll(std::uint64_t total);
   // Percent-encodes all bytes that are not in the set.
   bool percentEncode(const dorvane::internal::ByteSet& kept);
   // Replaces the content by its form in another code page.
@@ -1329,7 +1349,9 @@ class StringBuffer : public NonRefCountedObj {
   template <class NumberAt, class Encode>
   void decodeNumbers(const NumberAt& numberAt, const Encode& encode);
   // Appends a text that does not lie in this buffer, its addresses made links.
-  void appendLinked(std::string_view text);
+  bool appendLinked(std::string_view text);
+  // Appends a text that does not lie in this buffer, escaped or in a CDATA section.
+  void appendXmlContent(std::string_view text);
   // Removes bytes from the end and appends a text.
   void changeEnding(unsigned int removed, const char* added);
   // Puts the runs from `next` on in place of their placeholders, all at once; `next` becomes the

@@ -211,6 +211,19 @@ struct Spelling {
   char bytes[kLongestReference + 1] = {};
 };
 
+// ---- Where to look ----
+
+// The first "&" of a content. One behind a NUL is not in the text: only numeric references, which
+// are looked for in the content, can begin there.
+enum class Ampersand { kNone, kInText, kBehindNul };
+
+Ampersand ampersandIn(std::string_view content) {
+  const std::size_t at = content.find('&');
+  if (at == kNone) return Ampersand::kNone;
+  const bool isInText = content.substr(0, at).find('\0') == kNone;
+  return isInText ? Ampersand::kInText : Ampersand::kBehindNul;
+}
+
 // ---- Output ----
 
 struct Character {
@@ -289,6 +302,7 @@ unsigned int StringBuffer::decodeRows(const Range& rows, const Encode& encode) n
 
 template <class NumberAt, class Encode>
 void StringBuffer::decodeNumbers(const NumberAt& numberAt, const Encode& encode) {
+  constexpr std::size_t kLongestNumber = 6;
   const std::string_view all = content();
   StringBuffer out;
   out.m_secure = m_secure;
@@ -296,42 +310,50 @@ void StringBuffer::decodeNumbers(const NumberAt& numberAt, const Encode& encode)
   for (std::size_t at = all.find('&'); at != kNone;) {
     const Number number = numberAt(all.substr(at));
     if (number.ansi != 0) {
+      // The result is never longer than the source, and never so short that it belongs inline.
+      if (done == 0 && all.size() >= kLongestNumber * kInlineSize && !out.makeRoom(all.size()))
+        return;
       const Character character = encode(number.ansi);
-      out.appendBytes(all.substr(done, at - done));
-      out.appendBytes(character.bytes, character.size);
+      if (!out.appendBytes(all.substr(done, at - done)) ||
+          !out.appendBytes(character.bytes, character.size))
+        return;
       done = std::min(at + number.size, all.size());
     }
     at = all.find('&', number.ansi != 0 ? done : at + 1);
   }
-  if (done == 0) return;
-  out.appendBytes(all.substr(done));
-  takeSb(out);
+  if (done != 0 && out.appendBytes(all.substr(done))) takeSb(out);
 }
 
 unsigned int StringBuffer::decodeXMLSpecial() {
-  return text().find('&') == kNone ? 0 : decodeRows(kXmlSpecial, asAnsi);
+  return ampersandIn(content()) == Ampersand::kInText ? decodeRows(kXmlSpecial, asAnsi) : 0;
 }
 
 void StringBuffer::decodeAllXmlSpecialUtf8() {
-  if (text().find('&') == kNone) return;
-  decodeRows(kQuotesAndAmpersand, asAnsi);
-  decodeRows(kAnglesAndSpace, asAnsi);
-  const unsigned int last = lastRowIn(text(), kNamed);
-  if (last != kNamed.end) {
-    decodeRows(RowRange{kNamed.first, last}, asUtf8);
-    replaceAllOccurances(Spelling(kTable[last].key).text(), asUtf8(kTable[last].ansi).bytes);
+  const Ampersand ampersand = ampersandIn(content());
+  if (ampersand == Ampersand::kNone) return;
+  if (ampersand == Ampersand::kInText) {
+    decodeRows(kQuotesAndAmpersand, asAnsi);
+    decodeRows(kAnglesAndSpace, asAnsi);
+    const unsigned int last = lastRowIn(text(), kNamed);
+    if (last != kNamed.end) {
+      decodeRows(RowRange{kNamed.first, last}, asUtf8);
+      replaceAllOccurances(Spelling(kTable[last].key).text(), asUtf8(kTable[last].ansi).bytes);
+    }
+    decodeRows(kAmpersand, asAnsi);
   }
-  decodeRows(kAmpersand, asAnsi);
   decodeNumbers(hexadecimalAt, asUtf8);
   decodeNumbers(decimalAt, asUtf8);
 }
 
 void StringBuffer::decodeAllXmlSpecialIso() {
-  if (text().find('&') == kNone) return;
-  decodeRows(kQuotesAndAmpersand, asAnsi);
-  decodeRows(kAnglesAndSpace, asAnsi);
-  decodeRows(kNamedAndSpaces, asAnsi);
-  decodeRows(kAmpersand, asAnsi);
+  const Ampersand ampersand = ampersandIn(content());
+  if (ampersand == Ampersand::kNone) return;
+  if (ampersand == Ampersand::kInText) {
+    decodeRows(kQuotesAndAmpersand, asAnsi);
+    decodeRows(kAnglesAndSpace, asAnsi);
+    decodeRows(kNamedAndSpaces, asAnsi);
+    decodeRows(kAmpersand, asAnsi);
+  }
   decodeNumbers(hexadecimalAt, asAnsi);
   decodeNumbers(decimalAt, asAnsi);
 }

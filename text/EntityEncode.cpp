@@ -9,9 +9,11 @@
 #include "support/ByteSet.h"
 #include "support/internal/FewBytes.h"
 #include "text/internal/Entities.h"
+#include "text/internal/Texts.h"
 
 using dorvane::internal::ByteSet;
 using dorvane::internal::FewBytes;
+using dorvane::internal::growInLargeSteps;
 using dorvane::internal::kNamedCharacters;
 
 namespace {
@@ -130,8 +132,9 @@ const Predefined* predefinedAt(std::string_view text) {
 unsigned int StringBuffer::encodeXMLSpecial() {
   StringBuffer out;
   out.m_secure = m_secure;
-  unsigned int count = 0;
   const std::string_view all = content();
+  growInLargeSteps(out, all.size());
+  unsigned int count = 0;
   std::size_t done = 0;
   for (std::size_t i = 0; i < all.size(); ++i) {
     i += kMarkup.findFirstIn(all.data() + i, all.size() - i);
@@ -145,6 +148,7 @@ unsigned int StringBuffer::encodeXMLSpecial() {
   }
   if (count == 0) return 0;
   out.appendBytes(all.substr(done));
+  // Text that is lost is safer than text that is not escaped.
   clear();
   append(out);
   return count;
@@ -154,6 +158,7 @@ void StringBuffer::encodeAllXmlSpecial() {
   StringBuffer out;
   out.m_secure = m_secure;
   std::string_view rest = content();
+  growInLargeSteps(out, rest.size());
   while (!rest.empty()) {
     const std::size_t run = kNamed.findFirstIn(rest.data(), rest.size());
     out.appendBytes(rest.substr(0, run));
@@ -162,6 +167,7 @@ void StringBuffer::encodeAllXmlSpecial() {
     out.append(kNamedCharacters[kIndexOfNamed[byte]].reference);
     rest.remove_prefix(run + 1);
   }
+  // Text that is lost is safer than text that is not escaped.
   clear();
   append(out);
 }

@@ -1,6 +1,8 @@
 // One record of delimited fields: counting, reading, writing and removing a field by its index.
 // Tested in tests/text/FieldsTest.cpp.
 
+#include <cstdint>
+#include <cstring>
 #include <string_view>
 
 #include "core/StringBuffer.h"
@@ -18,6 +20,9 @@ namespace {
 // Deliberate: reading and removing go farther than writing, which may add the fields before.
 constexpr unsigned int kLastReadableField = 10000000;
 constexpr unsigned int kLastWritableField = 1000000;
+
+// No record of up to 4 GiB has a field of this index.
+constexpr unsigned int kNoField = 0xFFFFFFFF;
 
 // A field, or how many fields the record has when it has fewer.
 struct Field {
@@ -62,7 +67,11 @@ void appendPlainField(std::string_view field, bool honourQuotes, bool honourEsca
       i += 2;
     }
   }
-  if (run < field.size()) appendRun(run, field.size());
+  appendRun(run, field.size());
+}
+
+std::size_t sizeWithoutNulsAtEnd(std::string_view bytes) {
+  return bytes.find_last_not_of('\0') + 1;
 }
 
 }  // namespace
@@ -71,12 +80,7 @@ unsigned int StringBuffer::countColumns(char delimiter, bool honourQuotes,
                                         bool honourEscapes) const noexcept {
   if (m_length == 0) return 0;
   const auto findEnd = endAtByte(delimiter, honourQuotes, honourEscapes);
-  std::string_view record = text();
-  for (unsigned int count = 1;; ++count) {
-    const std::size_t end = findEnd(record);
-    if (end == record.size()) return count;
-    record.remove_prefix(end + 1);
-  }
+  return findField(text(), kNoField, findEnd).fieldsBefore + 1;
 }
 
 bool StringBuffer::getNthDelimited(unsigned int index, char delimiter, bool honourQuotes,
@@ -94,23 +98,33 @@ bool StringBuffer::setNthDelimited(unsigned int index, char delimiter, bool hono
   if (m_length == 0) {
     // Deliberate: an empty first field alone would be no record at all.
     if (index == 0 && value.m_length == 0) return appendChar(delimiter);
-    return appendCharN(delimiter, index) && appendField(value);
+    return appendCharN(delimiter, index) && appendTo(*this, fieldBytes(value));
   }
   const Field field = findField(text(), index, endAtByte(delimiter, honourQuotes, honourEscapes));
   if (!field.exists)
-    return appendCharN(delimiter, index - field.fieldsBefore) && appendField(value);
+    return appendCharN(delimiter, index - field.fieldsBefore) && appendTo(*this, fieldBytes(value));
   const auto start = static_cast<unsigned int>(field.bytes.data() - m_data);
   // Nothing is kept behind the last field, not even behind an embedded NUL.
   const std::size_t end = start + field.bytes.size();
   const SavedTail tail(end == text().size() ? "" : content().substr(end), m_secure);
   if (!tail.ok()) return false;
+  // Nothing is cut before there is room for all; the steps are those of the two appends.
+  const std::string_view bytes = fieldBytes(value);
+  const std::uint64_t afterValue = std::uint64_t{start} + sizeWithoutNulsAtEnd(bytes);
+  if (!makeRoomInAll(std::uint64_t{start} + bytes.size()) ||
+      !makeRoomInAll(afterValue + tail.size()))
+    return false;
   endAt(start);
-  const bool stored = appendField(value);
-  return appendN(tail.data(), tail.size()) && stored;
+  return appendTo(*this, bytes) && appendN(tail.data(), tail.size());
 }
 
-bool StringBuffer::appendField(const StringBuffer& value) {
-  return &value == this || !value.hasLiveWord() || append(value);
+std::string_view StringBuffer::fieldBytes(const StringBuffer& value) const noexcept {
+  const bool counts = &value != this && value.isValidObject() && value.hasLiveWord();
+  return counts ? value.content() : std::string_view();
+}
+
+bool StringBuffer::makeRoomInAll(std::uint64_t total) {
+  return total <= m_length || makeRoom(static_cast<std::size_t>(total - m_length));
 }
 
 bool StringBuffer::removeNthDelimited(unsigned int index, char delimiter, bool honourQuotes,

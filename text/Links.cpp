@@ -1,14 +1,15 @@
 // Making links of web addresses. Tested in tests/text/LinksTest.cpp.
 
-#include <algorithm>
 #include <string_view>
 
 #include "core/StringBuffer.h"
 #include "support/ByteSet.h"
 #include "support/internal/Search.h"
+#include "text/internal/Texts.h"
 
 using dorvane::internal::ByteSet;
 using dorvane::internal::findBytesNoCase;
+using dorvane::internal::growInLargeSteps;
 
 namespace {
 
@@ -44,20 +45,18 @@ std::size_t anchorSize(std::string_view text) {
 
 }  // namespace
 
-void StringBuffer::appendLinked(std::string_view text) {
-  // The result is at most eight times as long: it grows in a few large steps.
-  m_extendSize = std::max(m_extendSize, static_cast<unsigned int>(text.size()));
+bool StringBuffer::appendLinked(std::string_view text) {
   for (;;) {
     const std::size_t at = findAddress(text);
-    appendBytes(text.substr(0, at));
-    if (at == kNone) return;
+    if (!appendBytes(text.substr(0, at))) return false;
+    if (at == kNone) return true;
     text.remove_prefix(at);
     const std::string_view address =
         text.substr(0, kAddressEnds.findFirstIn(text.data(), text.size()));
     for (const std::string_view piece :
          {std::string_view("<a href=\""), address, std::string_view("\">"), address,
           std::string_view("</a>")})
-      appendBytes(piece);
+      if (!appendBytes(piece)) return false;
     text.remove_prefix(address.size());
   }
 }
@@ -66,26 +65,27 @@ void StringBuffer::appendLinked(std::string_view text) {
 void StringBuffer::autoLinkUrls2(StringBuffer& text) const {
   StringBuffer out;
   out.m_secure = text.m_secure;
-  out.appendLinked(text.text());
-  text.replaceByPieces({out.content()});
+  growInLargeSteps(out, text.m_length);
+  if (out.appendLinked(text.text())) text.replaceByPieces({out.content()});
 }
 
 void StringBuffer::autoLinkUrls() {
   StringBuffer out;
   out.m_secure = m_secure;
+  growInLargeSteps(out, m_length);
   std::string_view rest = text();
   const std::size_t body = offsetOf(rest, "<body");
   if (body != kNone) {
-    out.appendBytes(rest.substr(0, body));
+    if (!out.appendBytes(rest.substr(0, body))) return;
     rest.remove_prefix(body);
   }
   for (;;) {
     const std::size_t anchor = offsetOf(rest, "<a");
-    out.appendLinked(rest.substr(0, anchor));
+    if (!out.appendLinked(rest.substr(0, anchor))) return;
     if (anchor == kNone) break;
     rest.remove_prefix(anchor);
     const std::size_t size = anchorSize(rest);
-    out.appendBytes(rest.substr(0, size));
+    if (!out.appendBytes(rest.substr(0, size))) return;
     rest.remove_prefix(size);
   }
   replaceByPieces({out.content()});

@@ -41,6 +41,7 @@ void StringBuffer::splitAttrValue(StringBuffer& name, StringBuffer& value, bool 
   if (equals == assignment.size()) return;
 
   std::string_view rest = withoutLeadingSpace(assignment.substr(equals + 1));
+  if (rest.empty()) return;
   if (stripQuotes && rest.substr(0, 1) == "\"") rest.remove_prefix(1);
   appendInBlocks(value, rest, kBlock);
   value.trim2();
@@ -50,7 +51,7 @@ void StringBuffer::splitAttrValue(StringBuffer& name, StringBuffer& value, bool 
 
 bool StringBuffer::getNamedValue(const char* name, StringBuffer& value) const {
   StringBuffer key;
-  key.m_secure = m_secure;
+  key.m_secure = m_secure || value.m_secure;  // the name may lie in the output
   const std::string_view bareName = trimmed(name == nullptr ? "" : name);
   const bool built = key.appendBytes(bareName) && key.appendChar('=');
   value.emptyForOutput();

@@ -1,6 +1,5 @@
 // Appending XML: escaped text, tags and elements. Tested in tests/text/XmlEmitTest.cpp.
 
-#include <limits>
 #include <string_view>
 
 #include "core/StringBuffer.h"
@@ -10,7 +9,9 @@
 #include "text/internal/Entities.h"
 #include "text/internal/StableText.h"
 #include "text/internal/Staging.h"
+#include "text/internal/Texts.h"
 
+using dorvane::internal::appendTo;
 using dorvane::internal::FewBytesOf;
 using dorvane::internal::kNamedCharacters;
 using dorvane::internal::StableText;
@@ -28,79 +29,85 @@ std::string_view escapeOf(char c) {
   return character->reference;
 }
 
-bool append(StringBuffer& out, std::string_view piece) {
-  return piece.size() <= std::numeric_limits<unsigned int>::max() &&
-         out.appendN(piece.data(), static_cast<unsigned int>(piece.size()));
-}
-
 // A text whose copy could not be allocated is a piece that is left out.
 std::string_view viewOf(const StableText& text) {
   return text.ok() ? text.view() : std::string_view();
 }
 
-void appendEscaped(StringBuffer& out, std::string_view bytes) {
-  Staging<kBlock> staging(out);
+// Hands the runs that stay as they are and the references that stand for the other bytes, in order.
+template <class PutRun, class PutReference>
+void escape(std::string_view bytes, const PutRun& putRun, const PutReference& putReference) {
   for (;;) {
     const std::size_t run = kEscaped.findFirstIn(bytes.data(), bytes.size());
-    staging.putRun(bytes.substr(0, run));
+    putRun(bytes.substr(0, run));
     if (run == bytes.size()) break;
-    staging.put(escapeOf(bytes[run]));
+    putReference(escapeOf(bytes[run]));
     bytes.remove_prefix(run + 1);
   }
+}
+
+void appendInBlocks(StringBuffer& out, std::string_view bytes) {
+  Staging<kBlock> staging(out);
+  escape(
+      bytes, [&](std::string_view run) { staging.putRun(run); },
+      [&](std::string_view reference) { staging.put(reference); });
   staging.flush();
 }
 
-// Escaped, or in a CDATA section when it holds an LF or a TAB.
-void appendContent(StringBuffer& out, std::string_view text) {
-  if (kAsCdata.findFirstIn(text.data(), text.size()) == text.size()) {
-    appendEscaped(out, text);
-    return;
-  }
-  append(out, "<![CDATA[");
-  append(out, text);
-  append(out, "]]>");
-}
-
 void appendAttribute(StringBuffer& out, const StringPair& pair) {
-  append(out, " ");
-  append(out, pair.getKey());
-  append(out, "=\"");
-  appendContent(out, pair.getValue());
-  append(out, "\"");
+  appendTo(out, " ");
+  appendTo(out, pair.getKey());
+  appendTo(out, "=\"");
+  out.appendXml(pair.getValue());
+  appendTo(out, "\"");
 }
 
 int appendOpenTag(StringBuffer& out, std::string_view tag, const ExtPtrArray* attributes) {
-  append(out, "<");
-  append(out, tag);
+  appendTo(out, "<");
+  appendTo(out, tag);
   const int count = attributes == nullptr ? 0 : attributes->getSize();
   for (int i = 0; i < count; ++i) {
     const auto* const pair = static_cast<const StringPair*>(attributes->elementAt(i));
     if (pair != nullptr && pair->getKey() != nullptr) appendAttribute(out, *pair);
   }
-  return append(out, ">") ? 1 : 0;
+  return appendTo(out, ">") ? 1 : 0;
 }
 
 int appendCloseTag(StringBuffer& out, std::string_view tag) {
-  append(out, "</");
-  append(out, tag);
-  return append(out, ">") ? 1 : 0;
+  appendTo(out, "</");
+  appendTo(out, tag);
+  return appendTo(out, ">") ? 1 : 0;
 }
 
 }  // namespace
 
+// Deliberate: unlike appendXmlNoCdata() it appends character by character, which callers see in
+// heapUsage().
+void StringBuffer::appendXmlContent(std::string_view text) {
+  if (kAsCdata.findFirstIn(text.data(), text.size()) == text.size()) {
+    escape(
+        text, [this](std::string_view run) { appendSingly(run); },
+        [this](std::string_view reference) { appendTo(*this, reference); });
+    return;
+  }
+  appendTo(*this, "<![CDATA[");
+  appendTo(*this, text);
+  appendTo(*this, "]]>");
+}
+
 void StringBuffer::appendXml(const char* text) {
   const StableText stable(text, ownsAddress(text));
-  appendContent(*this, viewOf(stable));
+  appendXmlContent(viewOf(stable));
 }
 
 void StringBuffer::appendXmlNoCdata(const char* text) {
   const StableText stable(text, ownsAddress(text));
-  appendEscaped(*this, viewOf(stable));
+  appendInBlocks(*this, viewOf(stable));
 }
 
 void StringBuffer::appendXmlNoCdataN(const char* bytes, unsigned int count) {
   const StableText stable(bytes, count, ownsAddress(bytes));
-  appendEscaped(*this, viewOf(stable));
+  appendInBlocks(*this, viewOf(stable));
 }
 
 int StringBuffer::appendXmlOpenTag(const char* tag, const ExtPtrArray* attributes) {
@@ -117,6 +124,6 @@ int StringBuffer::appendXml(const char* tag, const ExtPtrArray& attributes, cons
   const StableText stableTag(tag, ownsAddress(tag));
   const StableText stableContent(content, ownsAddress(content));
   appendOpenTag(*this, viewOf(stableTag), &attributes);
-  appendContent(*this, viewOf(stableContent));
+  appendXmlContent(viewOf(stableContent));
   return appendCloseTag(*this, viewOf(stableTag));
 }

@@ -235,11 +235,9 @@ inline Decoded decodeAll(const ModelBuffer& before, bool utf8) {
   Decoded result{before, false};
   ModelBuffer& buffer = result.buffer;
   const auto holdsAmpersand = [&] { return buffer.text().find('&') != std::string::npos; };
-  if (!holdsAmpersand()) return result;
-  decodePredefined(buffer);
-  if (!holdsAmpersand()) return result;
-  decodeNamed(buffer, utf8);
-  decodeToByte(buffer, "&amp;", '&');
+  if (holdsAmpersand()) decodePredefined(buffer);
+  if (holdsAmpersand()) decodeNamed(buffer, utf8);
+  if (holdsAmpersand()) decodeToByte(buffer, "&amp;", '&');
   const bool hex = decodeNumeric(buffer.bytes, true, utf8);
   const bool decimal = decodeNumeric(buffer.bytes, false, utf8);
   result.rewritten = hex || decimal;

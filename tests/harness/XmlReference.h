@@ -53,6 +53,16 @@ inline bool needsCdata(const char* text) {
   return orEmpty(text).find_first_of("\n\t") != std::string::npos;
 }
 
+// A section in its three pieces, or byte after byte.
+inline void appendText(ModelBuffer& buffer, const char* text) {
+  if (needsCdata(text)) {
+    for (const std::string& piece : {std::string("<![CDATA["), orEmpty(text), std::string("]]>")})
+      buffer.append(piece);
+    return;
+  }
+  for (const char c : orEmpty(text)) buffer.append(escapedByte(c));
+}
+
 inline std::string content(const char* text) {
   if (needsCdata(text)) return "<![CDATA[" + orEmpty(text) + "]]>";
   return escaped(orEmpty(text));

@@ -758,6 +758,18 @@ TEST(ReplaceHtmlSpecialTest, ExhaustedMemoryNeverLeavesMarkup) {
   EXPECT_EQ(count, 80u);
 }
 
+// The result grows in steps whose number does not depend on its size.
+TEST(EntityEncodeTest, FewAllocationsAreMadeForALargeText) {
+  std::string text;
+  while (text.size() < 8U << 20) text += "< text & text ";
+  StringBuffer careful(text.c_str());
+  StringBuffer full(text.c_str());
+  const harness::FailAllocation count(0);
+  careful.encodeXMLSpecial();
+  full.encodeAllXmlSpecial();
+  EXPECT_LT(count.seen(), 20);
+}
+
 // ---- Secure buffers -----------------------------------------------------------------------------
 
 const std::function<void(StringBuffer&)> kEncoders[] = {

@@ -516,8 +516,7 @@ TEST(Fields, SetOfTheLastFieldBeforeANulReplacesIt) {
     StringBuffer buffer;
     appendRaw(buffer, content);
     EXPECT_TRUE(buffer.setNthDelimited(1, ',', false, false, StringBuffer("X")));
-    EXPECT_TRUE(harness::invariantsHold(buffer));
-    EXPECT_STREQ(buffer.getString(), "a,X");
+    EXPECT_TRUE(holds(buffer, "a,X", 0, 202));
   }
 }
 
@@ -535,30 +534,48 @@ TEST(Fields, SetOfThisBufferInsertsNothing) {
   }
 }
 
+TEST(Fields, SetOfAnEmptyBufferInItselfLeavesOneDelimiter) {
+  StringBuffer buffer;
+  EXPECT_TRUE(buffer.setNthDelimited(0, ',', false, false, buffer));
+  EXPECT_TRUE(holds(buffer, ",", 0, 202));
+}
+
+// Calls `body` with the marker of a buffer broken, its validity word, or both.
+void whileDead(StringBuffer& buffer, const std::function<void()>& body) {
+  {
+    const harness::BrokenMarker noMarker(buffer);
+    body();
+    const harness::BrokenValidityWord noWord(buffer);
+    body();
+  }
+  const harness::BrokenValidityWord noWord(buffer);
+  body();
+}
+
 TEST(Fields, SetOfADeadBufferInsertsNothing) {
   for (const std::string& content : {"a,b,c"s, "a"s, "a,b," + std::string(500, 'c')}) {
     for (const unsigned int index : {0U, 1U, 4U}) {
-      StringBuffer buffer(content.c_str());
-      ModelBuffer model = modelOf(buffer);
-      reference::setNthDelimited(model, index, ',', kPlain, "");
       StringBuffer value("dead");
-      {
-        const harness::BrokenMarker noMarker(value);
-        const harness::BrokenValidityWord noWord(value);
+      whileDead(value, [&] {
+        StringBuffer buffer(content.c_str());
+        ModelBuffer model = modelOf(buffer);
+        reference::setNthDelimited(model, index, ',', kPlain, "");
         EXPECT_TRUE(buffer.setNthDelimited(index, ',', false, false, value));
-      }
-      EXPECT_TRUE(matches(buffer, model)) << index;
+        EXPECT_TRUE(matches(buffer, model)) << index;
+      });
     }
   }
 }
 
 TEST(Fields, SetOfADeadBufferInAnEmptyOneLeavesOnlyTheDelimiters) {
   StringBuffer value("dead");
-  const harness::BrokenMarker noMarker(value);
-  const harness::BrokenValidityWord noWord(value);
-  StringBuffer buffer;
-  EXPECT_TRUE(buffer.setNthDelimited(2, ',', false, false, value));
-  EXPECT_TRUE(holds(buffer, ",,", 0, 202));
+  whileDead(value, [&] {
+    for (const unsigned int index : {0U, 2U}) {
+      StringBuffer buffer;
+      EXPECT_TRUE(buffer.setNthDelimited(index, ',', false, false, value));
+      EXPECT_TRUE(holds(buffer, std::string(index, ','), 0, 202));
+    }
+  });
 }
 
 TEST(Fields, ATailOf400BytesNeedsNoBlock) {
@@ -913,28 +930,49 @@ TEST(Fields, GetOnExhaustedMemoryCorruptsNothing) {
       [](StringBuffer& buffer, StringBuffer& out) {
         return buffer.getNthDelimited(0, ',', true, true, out);
       },
-      [&](StringBuffer& buffer, StringBuffer& out, bool /*result*/) {
+      [&](StringBuffer& buffer, StringBuffer& out, bool result) {
+        EXPECT_TRUE(result);
         EXPECT_EQ(bytesOf(buffer), content);
         EXPECT_LE(out.getSize(), 1001U);
       });
 }
 
-TEST(Fields, SetOnExhaustedMemoryKeepsWhatStandsBeforeTheField) {
+TEST(Fields, AFailedSetLeavesTheFieldAsItWas) {
   const StringBuffer value(std::string(900, 'v').c_str());
   for (const unsigned int index : {0U, 1U, 2U, 600U}) {
     ModelBuffer complete{kRecord};
     reference::setNthDelimited(complete, index, ',', kPlain, std::string(900, 'v'));
-    const std::size_t kept = index == 0 ? 0 : index == 1 ? 2 : index == 2 ? 503 : kRecord.size();
     failEverywhere(
         kRecord,
         [&](StringBuffer& buffer, StringBuffer& /*out*/) {
           return buffer.setNthDelimited(index, ',', false, false, value);
         },
-        [&](StringBuffer& buffer, StringBuffer& /*out*/, bool /*result*/) {
-          EXPECT_EQ(bytesOf(buffer).substr(0, kept), kRecord.substr(0, kept));
-          EXPECT_LE(buffer.getSize(), complete.bytes.size());
+        [&](StringBuffer& buffer, StringBuffer& /*out*/, bool result) {
+          const std::string content = bytesOf(buffer);
+          const std::string added = index == 600 ? std::string(598, ',') : "";
+          EXPECT_EQ(result, content == complete.bytes) << index;
+          EXPECT_TRUE(result || content == kRecord || content == kRecord + added) << index;
         });
   }
+}
+
+// Whether there is room is found out in the steps in which the parts are appended.
+TEST(Fields, SetGrowsAsItsPartsAreAppended) {
+  for (const std::size_t room : {0U, 1U, 40U, 300U})
+    for (const std::size_t size : {1U, 10U, 50U, 90U, 200U, 600U, 2000U})
+      for (const std::size_t tail : {0U, 1U, 30U, 100U, 700U, 5000U})
+        for (const std::string& end : {""s, "\0"s}) {
+          const std::string rest = tail == 0 ? "" : "," + std::string(tail - 1, 't');
+          StringBuffer buffer;
+          harness::fillHeap(buffer, "first," + std::string(40, 'o') + rest,
+                            static_cast<unsigned int>(room));
+          ModelBuffer model = modelOf(buffer);
+          reference::setNthDelimited(model, 1, ',', kPlain, std::string(size, 'v') + end);
+          StringBuffer value;
+          appendRaw(value, std::string(size, 'v') + end);
+          EXPECT_TRUE(buffer.setNthDelimited(1, ',', false, false, value));
+          EXPECT_TRUE(matches(buffer, model)) << room << " " << size << " " << tail;
+        }
 }
 
 TEST(Fields, SetWithoutAFailureIsComplete) {
@@ -959,7 +997,8 @@ TEST(Fields, SeparateOnExhaustedMemoryChangesNothingElse) {
   failEverywhere(
       kRecord,
       [](StringBuffer& buffer, StringBuffer& out) { return buffer.separate(',', out, out); },
-      [](StringBuffer& buffer, StringBuffer& out, bool /*result*/) {
+      [](StringBuffer& buffer, StringBuffer& out, bool result) {
+        EXPECT_TRUE(result);
         EXPECT_EQ(bytesOf(buffer), kRecord);
         EXPECT_TRUE(bytesOf(out) == "xa" || bytesOf(out) == "xa" + kRecord.substr(2));
       });

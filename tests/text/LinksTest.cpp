@@ -288,10 +288,12 @@ const std::function<void(StringBuffer&)> kMembers[] = {
     [](StringBuffer& buffer) { buffer.autoLinkUrls(); },
 };
 
-TEST(LinksTest, ExhaustedMemoryLeavesASoundBuffer) {
+TEST(LinksTest, ExhaustedMemoryChangesNothing) {
   std::string text = "head <body>";
   for (int i = 0; i < 20; ++i) text += "text http://address/" + std::to_string(i) + " <a>x</a> ";
   for (const auto& member : kMembers) {
+    StringBuffer linked(text.c_str());
+    member(linked);
     std::optional<StringBuffer> buffer;
     long live = 0;
     const long failures = harness::failEveryAllocation(
@@ -302,6 +304,8 @@ TEST(LinksTest, ExhaustedMemoryLeavesASoundBuffer) {
         [&] { member(*buffer); },
         [&] {
           EXPECT_TRUE(invariantsHold(*buffer));
+          const std::string_view content(buffer->getString(), buffer->getSize());
+          EXPECT_TRUE(content == text || content == linked.getString());
           buffer.reset();
           EXPECT_EQ(harness::liveBlocks(), live);
         });
@@ -379,6 +383,19 @@ TEST(LinksTest, HostilePagesTakeLinearTime) {
   sizeAfter(member, "<body>", "x<a>y</a>", "http://a");
   sizeAfter(member, "", "</a", "");
   sizeAfter(member, "<a", "</a", "");
+}
+
+// The result grows in steps whose number does not depend on its size.
+TEST(LinksTest, FewAllocationsAreMadeForALargePage) {
+  for (const auto& member : kMembers)
+    for (const char* unit : {"<a></a>http://a ", "http://a ", "<a></a>", "x"}) {
+      std::string text;
+      while (text.size() < 8U << 20) text += unit;
+      StringBuffer buffer(text.c_str());
+      const harness::FailAllocation count(0);
+      member(buffer);
+      EXPECT_LT(count.seen(), 20) << unit;
+    }
 }
 
 }  // namespace

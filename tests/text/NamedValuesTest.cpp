@@ -244,7 +244,8 @@ TEST(NamedValues, TheValueIsTrimmedBeforeItsLastQuoteGoes) {
 }
 
 TEST(NamedValues, SplitIntoOneBufferAppendsTheValueToTheName) {
-  for (const char* content : {"a=b", " a = \"b\" ", "flag", "=b", "a=", ""}) {
+  for (const char* content :
+       {"a=b", " a = \"b\" ", "flag", "=b", "a=", "", "a\"=", "a\"= ", "a\"=\"", "\"=b"}) {
     for (const bool stripQuotes : {false, true}) {
       const StringBuffer buffer(content);
       StringBuffer both;
@@ -367,15 +368,14 @@ TEST(NamedValues, AnOutputThatIsThisBufferEmptiesTheText) {
   }
 }
 
-// Nothing says which name is looked up then.
-TEST(NamedValues, ANameInsideTheOutputCorruptsNothing) {
+TEST(NamedValues, ANameInsideTheOutputIsLookedUpAsItWas) {
   for (const bool secure : {false, true}) {
     for (const std::size_t size : {1U, 100U}) {
       const StringBuffer buffer(("x=1;" + std::string(size, 'n') + "=2").c_str());
       StringBuffer value(std::string(size, 'n').c_str());
       value.setSecureBuf(secure);
-      buffer.getNamedValue(value.getString(), value);
-      EXPECT_TRUE(harness::invariantsHold(value));
+      EXPECT_TRUE(buffer.getNamedValue(value.getString(), value));
+      EXPECT_TRUE(holds(value, "2"));
     }
   }
 }
@@ -467,6 +467,23 @@ TEST(NamedValues, IntoThisBufferOnExhaustedMemoryNothingIsCorrupted) {
   EXPECT_EQ(harness::liveBlocks(), blocks);
 }
 
+TEST(NamedValues, AValueThatDoesNotFitIsFoundAllTheSame) {
+  const StringBuffer buffer(("n=" + std::string(900, 'v')).c_str());
+  StringBuffer value("earlier");
+  const harness::FailAllocation fail(1, harness::FailAllocation::kFromThenOn);
+  EXPECT_TRUE(buffer.getNamedValue("n", value));
+  EXPECT_TRUE(holds(value, ""));
+}
+
+TEST(NamedValues, ANameWithoutMemoryForItsKeyIsNotFound) {
+  const std::string name(100, 'n');
+  const StringBuffer buffer((name + "=1").c_str());
+  StringBuffer value("earlier");
+  const harness::FailAllocation fail(1);
+  EXPECT_FALSE(buffer.getNamedValue(name.c_str(), value));
+  EXPECT_TRUE(holds(value, ""));
+}
+
 // --- Secure buffers ----------------------------------------------------------------------------
 
 TEST(NamedValues, SecureBuffersReleaseNothingReadable) {
@@ -500,6 +517,18 @@ TEST(NamedValues, TheKeyOfASecureBufferIsWiped) {
         harness::releasedBy([&] { buffer.getNamedValue(buffer.getString() + 4, value); });
     EXPECT_TRUE(harness::allWiped(blocks)) << size;
   }
+}
+
+// So is one in a secure output.
+TEST(NamedValues, TheKeyFromASecureOutputIsWiped) {
+  const StringBuffer buffer("a=1");
+  StringBuffer value;
+  value.setSecureBuf(true);
+  value.append(std::string(206, 's').c_str());
+  const std::vector<std::string> blocks =
+      harness::releasedBy([&] { buffer.getNamedValue(value.getString(), value); });
+  EXPECT_FALSE(blocks.empty());
+  EXPECT_TRUE(harness::allWiped(blocks));
 }
 
 TEST(NamedValues, ASecureOutputIsWipedWhenItIsEmptied) {

@@ -313,6 +313,17 @@ TEST(Scanners, CaptureLineEndsAtTheBlockThatCannotBeAppended) {
   EXPECT_EQ(harness::liveBlocks(), blocks);
 }
 
+TEST(Scanners, CaptureLineOfItsOwnTextWithoutMemoryForTheCopyIsEmpty) {
+  StringBuffer buffer(std::string(200, 'o').c_str());
+  unsigned int result = 1;
+  {
+    const harness::FailAllocation fail(1);
+    result = buffer.captureLine(buffer.getString(), true, true);
+  }
+  EXPECT_EQ(result, 0U);
+  EXPECT_TRUE(holds(buffer, "", 0, 202));
+}
+
 TEST(Scanners, CaptureLineKeepsTheBlocksBeforeTheFailure) {
   const std::string text(1000, 'X');
   StringBuffer buffer;

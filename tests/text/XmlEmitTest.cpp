@@ -259,6 +259,25 @@ TEST(XmlEmitTest, RandomTextsAreEscapedOrPutIntoASection) {
   }
 }
 
+TEST(XmlEmitTest, TextIsAppendedCharacterByCharacter) {
+  for (unsigned int seed = 1; seed <= 300; ++seed)
+    for (const auto& start : kStarts) {
+      const std::string text = randomText(seed, seed * 7, seed % 3 == 0 ? "x" : "<>&xyz\"'");
+      StringBuffer buffer;
+      start(buffer);
+      ModelBuffer model = modelOf(buffer);
+      reference::appendText(model, text.c_str());
+      buffer.appendXml(text.c_str());
+      EXPECT_TRUE(matches(buffer, model)) << seed;
+    }
+  StringBuffer buffer;
+  buffer.appendXml(std::string(200, 'x').c_str());
+  EXPECT_TRUE(holds(buffer, std::string(200, 'x'), 285, 202));
+  StringBuffer inBlocks;
+  inBlocks.appendXmlNoCdata(std::string(200, 'x').c_str());
+  EXPECT_TRUE(holds(inBlocks, std::string(200, 'x'), 403, 202));
+}
+
 // --- Tags and elements ---------------------------------------------------------------------------
 
 const Attributes kFew = {{"k", "v'1"}};
@@ -451,6 +470,8 @@ TEST(XmlEmitTest, PiecesThatDoNotFitAreLeftOut) {
   expectDropsPieces([&](StringBuffer& b) { return b.appendXml("tag", pairs, "&"); }, element);
   expectDropsPieces([](StringBuffer& b) { return b.appendXml("a long text\n"), 1; },
                     {"<![CDATA[", "a long text\n", "]]>", ""});
+  expectDropsPieces([](StringBuffer& b) { return b.appendXml("v<w&&long"), 1; },
+                    {"v", "&lt;", "w", "&amp;", "&amp;", "l", "o", "n", "g", ""});
 }
 
 // Whether some of the pieces, in their order, make the content.

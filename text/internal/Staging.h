@@ -1,6 +1,7 @@
 #ifndef DORVANE_TEXT_INTERNAL_STAGING_H
 #define DORVANE_TEXT_INTERNAL_STAGING_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <string_view>
@@ -32,7 +33,7 @@ class Staging {
   explicit Staging(StringBuffer& out) : m_out(out) {}
   Staging(const Staging&) = delete;
   Staging& operator=(const Staging&) = delete;
-  ~Staging() { dvSecureZero(m_block, m_used); }
+  ~Staging() { dvSecureZero(m_block, std::max(m_mostUsed, m_used)); }
 
   /// Stages a piece of at most kSize bytes; flushes first when it does not fit. The result is that
   /// of the flush.
@@ -58,6 +59,7 @@ class Staging {
   /// Appends what is staged; false when the buffer cannot grow.
   bool flush() {
     const bool appended = m_out.appendN(m_block, static_cast<unsigned int>(m_used));
+    m_mostUsed = std::max(m_mostUsed, m_used);
     m_used = 0;
     return appended;
   }
@@ -65,6 +67,7 @@ class Staging {
  private:
   StringBuffer& m_out;
   std::size_t m_used = 0;
+  std::size_t m_mostUsed = 0;
   char m_block[kSize];
 };
 

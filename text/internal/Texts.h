@@ -1,6 +1,9 @@
 #ifndef DORVANE_TEXT_INTERNAL_TEXTS_H
 #define DORVANE_TEXT_INTERNAL_TEXTS_H
 
+#include <algorithm>
+#include <cstddef>
+#include <limits>
 #include <string_view>
 
 #include "core/StringBuffer.h"
@@ -10,9 +13,17 @@ namespace dorvane::internal {
 /// True for a null text, too.
 inline bool isEmpty(const char* text) { return text == nullptr || *text == '\0'; }
 
-/// Appends bytes that a buffer or a member's argument holds, as appendN() does.
+/// Appends bytes as appendN() does; more than a buffer can hold are a failed growth.
 inline bool appendTo(StringBuffer& out, std::string_view bytes) {
-  return out.appendN(bytes.data(), static_cast<unsigned int>(bytes.size()));
+  return bytes.size() <= std::numeric_limits<unsigned int>::max() &&
+         out.appendN(bytes.data(), static_cast<unsigned int>(bytes.size()));
+}
+
+/// For a temporary whose content becomes at most a few times as long as its source: the ordinary
+/// slack, which ends at 500000 bytes, would take a number of steps that grows with the content.
+inline void growInLargeSteps(StringBuffer& temporary, std::size_t sourceSize) {
+  temporary.setExtendSize(
+      std::max(temporary.getExtendSize(), static_cast<unsigned int>(sourceSize)));
 }
 
 }  // namespace dorvane::internal

@@ -1,0 +1,83 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "core/StringBuffer.h"
+#include "harness/BufferState.h"
+#include "harness/ModelBuffer.h"
+
+// Fields and markup at the longest content, which is 1 MiB in this build.
+#ifndef DORVANE_TEXT_MAX_CONTENT
+#error "the limit of the library under test is not known"
+#endif
+
+namespace {
+
+using harness::holds;
+using harness::invariantsHold;
+
+constexpr unsigned int kMost = DORVANE_TEXT_MAX_CONTENT;
+
+TEST(FieldsAtTheLimit, AFieldThatDoesNotFitIsLeftAsItWas) {
+  const std::string head = "a,old";
+  for (const unsigned int size : {198U, 199U, 200U, 201U, kMost - 100, kMost})
+    for (const unsigned int tail : {40U, kMost - 201, kMost - 5}) {
+      const std::string rest = "," + std::string(tail - 1, 't');
+      const std::string value(size, 'v');
+      const bool fits = 2 + value.size() + rest.size() <= kMost;
+      StringBuffer buffer((head + rest).c_str());
+      EXPECT_EQ(buffer.setNthDelimited(1, ',', false, false, StringBuffer(value.c_str())), fits);
+      EXPECT_TRUE(holds(buffer, fits ? "a," + value + rest : head + rest)) << size << " " << tail;
+    }
+}
+
+TEST(LinksAtTheLimit, AResultThatDoesNotFitChangesNothing) {
+  const std::string link = "<a href=\"http://\">http://</a>";
+  for (const unsigned int plain : {kMost - 30, kMost - 29, kMost - 28, kMost - 7}) {
+    const std::string text = std::string(plain - 1, 'x') + " http://";
+    const bool fits = plain + link.size() <= kMost;
+    StringBuffer page(text.c_str());
+    page.autoLinkUrls();
+    StringBuffer linked(text.c_str());
+    page.autoLinkUrls2(linked);
+    const std::string expected = fits ? std::string(plain - 1, 'x') + " " + link : text;
+    EXPECT_TRUE(holds(page, expected)) << plain;
+    EXPECT_TRUE(holds(linked, expected)) << plain;
+  }
+}
+
+TEST(LinksAtTheLimit, AHostileTextIsNotCut) {
+  std::string text;
+  while (text.size() < 600000) text += "http://a.example/ ";
+  StringBuffer page(text.c_str());
+  page.autoLinkUrls();
+  EXPECT_TRUE(holds(page, text));
+}
+
+// What does not fit is left out whole: no half reference, and no byte beyond the limit.
+TEST(XmlAtTheLimit, PiecesThatDoNotFitAreLeftOut) {
+  for (unsigned int room = 0; room < 12; ++room) {
+    const std::string content(kMost - room, 'x');
+    StringBuffer buffer(content.c_str());
+    buffer.appendXml("a<bcdefgh");
+    std::string added;
+    for (const char* piece : {"a", "&lt;", "b", "c", "d", "e", "f", "g", "h"})
+      if (added.size() + std::string(piece).size() <= room) added += piece;
+    EXPECT_TRUE(holds(buffer, content + added)) << room;
+    StringBuffer inBlocks(content.c_str());
+    inBlocks.appendXmlNoCdata("a<b");
+    EXPECT_TRUE(holds(inBlocks, room < 6 ? content : content + "a&lt;b")) << room;
+    StringBuffer element(content.c_str());
+    EXPECT_EQ(element.simpleXml("t", nullptr, 0, nullptr, nullptr), room >= 5) << room;
+    EXPECT_TRUE(invariantsHold(element));
+  }
+}
+
+TEST(EntitiesAtTheLimit, NumbersAreDecodedInTheLongestText) {
+  const std::string text = std::string(kMost - 5, 'x') + "&#65;";
+  StringBuffer buffer(text.c_str());
+  buffer.decodeAllXmlSpecialUtf8();
+  EXPECT_TRUE(holds(buffer, std::string(kMost - 5, 'x') + "A"));
+}
+
+}  // namespace
