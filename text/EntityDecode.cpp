@@ -215,11 +215,11 @@ struct Spelling {
 
 // The first "&" of a content. One behind a NUL is not in the text: only numeric references, which
 // are looked for in the content, can begin there.
-enum class Ampersand { kNone, kInText, kBehindNul };
+enum class Ampersand { kNowhere, kInText, kBehindNul };
 
 Ampersand ampersandIn(std::string_view content) {
   const std::size_t at = content.find('&');
-  if (at == kNone) return Ampersand::kNone;
+  if (at == kNone) return Ampersand::kNowhere;
   const bool isInText = content.substr(0, at).find('\0') == kNone;
   return isInText ? Ampersand::kInText : Ampersand::kBehindNul;
 }
@@ -330,7 +330,7 @@ unsigned int StringBuffer::decodeXMLSpecial() {
 
 void StringBuffer::decodeAllXmlSpecialUtf8() {
   const Ampersand ampersand = ampersandIn(content());
-  if (ampersand == Ampersand::kNone) return;
+  if (ampersand == Ampersand::kNowhere) return;
   if (ampersand == Ampersand::kInText) {
     decodeRows(kQuotesAndAmpersand, asAnsi);
     decodeRows(kAnglesAndSpace, asAnsi);
@@ -347,7 +347,7 @@ void StringBuffer::decodeAllXmlSpecialUtf8() {
 
 void StringBuffer::decodeAllXmlSpecialIso() {
   const Ampersand ampersand = ampersandIn(content());
-  if (ampersand == Ampersand::kNone) return;
+  if (ampersand == Ampersand::kNowhere) return;
   if (ampersand == Ampersand::kInText) {
     decodeRows(kQuotesAndAmpersand, asAnsi);
     decodeRows(kAnglesAndSpace, asAnsi);
