@@ -99,16 +99,20 @@ constexpr std::array<unsigned char, 256> kNibbleValues = makeNibbleValues();
 
 unsigned char nibbleOf(char c) { return kNibbleValues[static_cast<unsigned char>(c)]; }
 
-// Gathers decoded bytes and appends them in blocks.
+// Gathers decoded bytes and appends them in blocks. They may be secret, so they are wiped.
 class DecodedBytes {
  public:
   explicit DecodedBytes(DataBuffer& out) : m_out(out) {}
+  DecodedBytes(const DecodedBytes&) = delete;
+  DecodedBytes& operator=(const DecodedBytes&) = delete;
+  ~DecodedBytes() { dvSecureZero(m_block, std::max(m_mostUsed, m_used)); }
   bool put(unsigned char byte) {
     m_block[m_used++] = byte;
     return m_used < kDecodeBlock || flush();
   }
   bool flush() {
     const bool appended = m_out.append(m_block, m_used);
+    m_mostUsed = std::max(m_mostUsed, m_used);
     m_used = 0;
     return appended;
   }
@@ -116,6 +120,7 @@ class DecodedBytes {
  private:
   DataBuffer& m_out;
   unsigned int m_used = 0;
+  unsigned int m_mostUsed = 0;
   unsigned char m_block[kDecodeBlock];
 };
 

@@ -34,10 +34,6 @@ inline std::string encodedValue(const std::string& value, int mode) {
   return mode == 22 ? jsonEscaped(value) : value;
 }
 
-// How the two bytes from a "{" on that begins no marker fill the staging area: nothing says when
-// the area is emptied if they reach its end.
-enum class PairStaging { kTestedBehind, kNotTested, kByteByByte, kRoomFirst };
-
 struct Staging {
   ModelBuffer output;
   std::string staged;
@@ -46,14 +42,15 @@ struct Staging {
     output.appendN(staged);
     staged.clear();
   }
-  void stage(char c, bool tested = true) {
+  void stage(char c) {
     staged += c;
-    if (tested && staged.size() >= 252) flush();
+    if (staged.size() >= 252) flush();
   }
-  void stagePair(char first, char second, PairStaging how) {
-    if (how == PairStaging::kRoomFirst && staged.size() + 2 > 252) flush();
-    stage(first, how == PairStaging::kByteByByte);
-    stage(second, how != PairStaging::kNotTested);
+  // The two bytes from a "{" on that begins no marker stay together: room is made first.
+  void stagePair(char first, char second) {
+    if (staged.size() + 2 > 252) flush();
+    stage(first);
+    stage(second);
   }
 };
 
@@ -61,15 +58,14 @@ inline std::string lookupKey(const std::string& name) {
   return name.size() >= 2 && name[1] == '.' ? name.substr(2) : name;
 }
 
-inline bool variableSubstitute(ModelBuffer& buffer, const Variables& variables, int mode,
-                               PairStaging how = PairStaging::kTestedBehind) {
+inline bool variableSubstitute(ModelBuffer& buffer, const Variables& variables, int mode) {
   const std::string text = buffer.text();
   Staging area;
   for (std::size_t i = 0; i < text.size();) {
     if (text[i] != '{' || i + 1 == text.size()) {
       area.stage(text[i++]);
     } else if (text[i + 1] != '$') {
-      area.stagePair(text[i], text[i + 1], how);
+      area.stagePair(text[i], text[i + 1]);
       i += 2;
     } else {
       const std::size_t close = text.find('}', i + 2);

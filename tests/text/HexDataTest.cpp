@@ -11,6 +11,7 @@
 #include "harness/BufferState.h"
 #include "harness/HexDataReference.h"
 #include "harness/ModelBuffer.h"
+#include "harness/OwnStack.h"
 #include "harness/ReleasedBlocks.h"
 #include "harness/Stopwatch.h"
 #include "support/DataBuffer.h"
@@ -790,6 +791,41 @@ TEST(HexSecure, ReadingIntoASecureOutputLeavesNothing) {
   });
   EXPECT_TRUE(harness::allWiped(blocks));
   EXPECT_FALSE(blocks.empty());
+}
+
+// Short and long texts, and an output that cannot grow.
+TEST(HexSecure, NothingOfASecretStaysOnTheStack) {
+  const std::string secret = harness::secretText(1200);
+  for (const std::size_t size : {60U, 499U, 500U, 501U, 1200U}) {
+    for (const long failing : {0L, 1L, 2L}) {
+      StringBuffer digits;
+      digits.setSecureBuf(true);
+      digits.append(rendered(plain(), secret.substr(0, size)).c_str());
+      EXPECT_FALSE(harness::leavesOnStack(secret,
+                                          [&] {
+                                            const harness::FailAllocation fail(failing);
+                                            DataBuffer out;
+                                            out.setSecure(true);
+                                            EXPECT_TRUE(digits.hexStringToBinary(out) ||
+                                                        failing != 0);
+                                          }))
+          << size << ", " << failing;
+    }
+  }
+}
+
+TEST(HexSecure, NothingOfTheDigitsOfASecretStaysOnTheStack) {
+  const std::string secret = harness::secretText(300);
+  for (const Renderer& renderer : renderers()) {
+    const std::string digits = rendered(renderer, secret);
+    for (const bool secure : {false, true}) {
+      StringBuffer buffer;
+      buffer.setSecureBuf(secure);
+      EXPECT_FALSE(harness::leavesOnStack(digits, [&] {
+        renderer.run(buffer, bytesAt(secret.data()), sizeOf(secret));
+      })) << renderer.name;
+    }
+  }
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -14,6 +14,7 @@
 #include "harness/JsonReference.h"
 #include "harness/ModelBuffer.h"
 #include "harness/Operation.h"
+#include "harness/OwnStack.h"
 #include "harness/ReleasedBlocks.h"
 #include "harness/Stopwatch.h"
 #include "harness/StorageLayout.h"
@@ -295,6 +296,7 @@ TEST(JsonDecode, NoBytesChangeNothing) {
   appendRaw(out, "a\0"s);
   EXPECT_TRUE(StringBuffer::jsonDecode("x", 0, out));
   EXPECT_TRUE(StringBuffer::jsonDecode(nullptr, 0, out));
+  EXPECT_TRUE(StringBuffer::jsonDecode(nullptr, 5, out));
   EXPECT_TRUE(StringBuffer::jsonDecode("\\q", 2, out));
   EXPECT_TRUE(holds(out, "a\0"s, 0, 202));
 }
@@ -477,6 +479,22 @@ TEST(JsonDecode, ASecureOutputWipesWhatItReleases) {
               0);
     EXPECT_TRUE(holds(out, std::string(2 * size, 's')));
     EXPECT_TRUE(harness::wipesItsBlocks(out));
+  }
+}
+
+TEST(Json, NothingOfASecretStaysOnTheStack) {
+  const std::string secret = harness::secretText(600);
+  for (const std::size_t size : {60U, 199U, 200U, 201U, 450U, 600U}) {
+    StringBuffer source(secret.substr(0, size).c_str());
+    source.append("\"");
+    StringBuffer out;
+    for (StringBuffer* buffer : {&source, &out}) buffer->setSecureBuf(true);
+    EXPECT_FALSE(harness::leavesOnStack(secret, [&] {
+      out.clear();
+      StringBuffer::jsonDecode(source.getString(), source.getSize(), out);
+    })) << size;
+    EXPECT_FALSE(harness::leavesOnStack(secret, [&] { source.jsonEscape(); })) << size;
+    EXPECT_EQ(bytesOf(out).substr(0, size), secret.substr(0, size));
   }
 }
 

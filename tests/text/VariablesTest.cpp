@@ -13,6 +13,7 @@
 #include "harness/BufferState.h"
 #include "harness/ModelBuffer.h"
 #include "harness/Operation.h"
+#include "harness/OwnStack.h"
 #include "harness/Stopwatch.h"
 #include "harness/StorageLayout.h"
 #include "harness/VariablesReference.h"
@@ -34,7 +35,6 @@ using harness::Operation;
 using harness::randomText;
 using harness::secondsOf;
 using harness::Texts;
-using reference::PairStaging;
 using reference::Variables;
 
 constexpr std::size_t kMiB = 1048576;
@@ -57,13 +57,13 @@ class Lookup {
   _dvHashMap m_map;
 };
 
-Operation substituting(Lookup& lookup, int mode, PairStaging how = PairStaging::kTestedBehind) {
+Operation substituting(Lookup& lookup, int mode) {
   return {"variableSubstitute " + std::to_string(mode),
           [&lookup, mode](StringBuffer& b, const Texts&) {
             return inWords(b.variableSubstitute(lookup.map(), mode));
           },
-          [&lookup, mode, how](ModelBuffer& b, const Texts&) {
-            return inWords(reference::variableSubstitute(b, lookup.variables(), mode, how));
+          [&lookup, mode](ModelBuffer& b, const Texts&) {
+            return inWords(reference::variableSubstitute(b, lookup.variables(), mode));
           }};
 }
 
@@ -276,16 +276,13 @@ TEST(Variables, PlainBytesAreStaged) {
   }
 }
 
-// Nothing says when the staged bytes go out if such a pair reaches their limit; every way
-// that comes to mind is right.
-testing::AssertionResult agreesInSomeWay(Lookup& lookup, int mode, const std::string& content) {
-  testing::AssertionResult last = testing::AssertionFailure();
-  for (const PairStaging how : {PairStaging::kTestedBehind, PairStaging::kNotTested,
-                                PairStaging::kByteByByte, PairStaging::kRoomFirst}) {
-    last = agreesOn(substituting(lookup, mode, how), content, {});
-    if (last) return last;
-  }
-  return last;
+// A pair that does not fit whole makes room first: 251 bytes go out, then the pair and the rest.
+TEST(Variables, APairOfBytesIsNotCutAtTheStagingLimit) {
+  Lookup lookup(someVariables());
+  const std::string content = std::string(251, 'p') + "{x" + std::string(100, 'p');
+  StringBuffer buffer(content.c_str());
+  buffer.variableSubstitute(lookup.map(), kRaw);
+  EXPECT_TRUE(holds(buffer, content, 251 + 203, 202));
 }
 
 TEST(Variables, PairsOfBytesAtTheStagingLimit) {
@@ -294,15 +291,15 @@ TEST(Variables, PairsOfBytesAtTheStagingLimit) {
     for (const char* tail :
          {"{x", "{xp", "{x{x", "{{$name}", "{x{$name}", "{x{", "{x{$", "{{{{{{{{"}) {
       const std::string plain(size, 'p');
-      EXPECT_TRUE(agreesInSomeWay(lookup, kRaw, plain + tail));
-      EXPECT_TRUE(agreesInSomeWay(lookup, kRaw, plain + tail + plain + plain));
+      EXPECT_TRUE(agreesOn(substituting(lookup, kRaw), plain + tail, {}));
+      EXPECT_TRUE(agreesOn(substituting(lookup, kRaw), plain + tail + plain + plain, {}));
     }
   }
   for (std::size_t size = 120; size < 135; ++size) {
     std::string pairs;
     for (std::size_t i = 0; i < size; ++i) pairs += "{x";
-    EXPECT_TRUE(agreesInSomeWay(lookup, kRaw, pairs));
-    EXPECT_TRUE(agreesInSomeWay(lookup, kRaw, "p" + pairs + "p"));
+    EXPECT_TRUE(agreesOn(substituting(lookup, kRaw), pairs, {}));
+    EXPECT_TRUE(agreesOn(substituting(lookup, kRaw), "p" + pairs + "p", {}));
   }
 }
 
@@ -330,7 +327,7 @@ TEST(Variables, RandomTemplatesAgreeWithTheReference) {
       content += randomText(seed + content.size(), content.size() % 130, "xyz\xE9\n");
     }
     for (const int mode : {kRaw, kUrl, kJson})
-      ASSERT_TRUE(agreesInSomeWay(lookup, mode, content)) << "seed " << seed;
+      ASSERT_TRUE(agreesOn(substituting(lookup, mode), content, {})) << "seed " << seed;
   }
 }
 
@@ -534,6 +531,31 @@ TEST(Variables, TheInlineBytesOfASecureBufferAreWiped) {
   environment.setSecureBuf(true);
   environment.envReplace();
   EXPECT_EQ(harness::peekInlineBytes(&environment), "v" + std::string(81, '\0'));
+}
+
+TEST(Variables, NothingOfASecretStaysOnTheStack) {
+  const std::string secret = harness::secretText(600);
+  const std::string part = secret.substr(0, 70);
+  const Environment a("DORVANE_A", part);
+  Lookup lookup(Variables{{"v", part}, {part, "name"}});
+  const std::vector<Operation> members = {substituting(lookup, kRaw), substituting(lookup, kUrl),
+                                          substituting(lookup, kJson), expanding()};
+  for (const std::size_t size : {60U, 251U, 252U, 253U, 600U}) {
+    const std::string head = secret.substr(0, size);
+    for (const std::string& content :
+         {head, head + "{$v}%DORVANE_A%", "{$" + part + "}%" + part + "%"}) {
+      for (const Operation& member : members) {
+        StringBuffer buffer;
+        buffer.setSecureBuf(true);
+        EXPECT_FALSE(harness::leavesOnStack(secret,
+                                            [&] {
+                                              buffer.setString(content.c_str());
+                                              member.real(buffer, {});
+                                            }))
+            << member.name << ", " << size;
+      }
+    }
+  }
 }
 
 // --- Hostile sizes -----------------------------------------------------------------------------
