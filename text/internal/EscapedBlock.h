@@ -17,7 +17,7 @@ struct EscapedBlock {
     if (total > kMaxContent) return;
     const std::uint64_t wanted = total + added + 4;
     length = static_cast<unsigned int>(total);
-    capacity = wanted > kMaxContent ? length + 1 : static_cast<unsigned int>(wanted);
+    capacity = wanted > kMaxContent + 1 ? length + 1 : static_cast<unsigned int>(wanted);
     bytes = dvNewUnsignedChar(capacity);
   }
 
