@@ -20,7 +20,6 @@ class _dvHashMap;
 
 namespace dorvane::internal {
 class ByteSet;
-class WordFinder;
 }  // namespace dorvane::internal
 
 /// A byte string with an explicit 32-bit length and a terminating NUL: the text buffer of the
@@ -1304,9 +1303,10 @@ class StringBuffer : public NonRefCountedObj {
 
   // Replaces the bytes from `at` up to `tail`, which runs to the end of the text or the content.
   bool replaceRange(unsigned int at, std::string_view tail, const char* replacement);
-  // Replaces all matches; `find` answers the first one in a text, or null.
-  using FindInText = const char*(std::string_view text, std::string_view needle);
-  unsigned int replaceAll(std::string_view needle, const char* replacement, FindInText* find);
+  // Replaces all matches, which are `size` bytes long; `find` answers the first one in a text, or
+  // null.
+  template <class Find>
+  unsigned int replaceAll(std::size_t size, const char* replacement, const Find& find);
   // Replace in place: each byte `from` of the content; each match in the text.
   unsigned int replaceByte(char from, char to) noexcept;
   unsigned int replaceWithByte(std::string_view needle, char to) noexcept;
@@ -1325,9 +1325,6 @@ class StringBuffer : public NonRefCountedObj {
                   "the set has too few bytes; repeat one to fill it");
     replaceBytesOf(set, kNeeded, to);
   }
-  // Replaces all whole-word matches.
-  unsigned int replaceWords(const dorvane::internal::WordFinder& finder, std::size_t wordSize,
-                            const char* replacement);
   // Appends the run of the set's bytes at the start of a text; returns its length.
   unsigned int capture(const dorvane::internal::ByteSet& set, const char* text);
   // The bytes of a field's new value; this buffer or a dead one counts as nothing.

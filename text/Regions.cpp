@@ -4,13 +4,18 @@
 
 #include "core/StringBuffer.h"
 #include "support/internal/Search.h"
+#include "text/internal/OverlappingMatches.h"
+#include "text/internal/PartlyMeasured.h"
 #include "text/internal/ReplaceMatches.h"
 #include "text/internal/Texts.h"
 
 using dorvane::internal::appendTo;
 using dorvane::internal::findBytes;
 using dorvane::internal::findBytesNoCase;
+using dorvane::internal::FindInText;
 using dorvane::internal::isEmpty;
+using dorvane::internal::OverlappingMatches;
+using dorvane::internal::PartlyMeasured;
 using dorvane::internal::replaceMatches;
 
 namespace {
@@ -71,12 +76,12 @@ bool StringBuffer::copyUntil(const char* marker, unsigned int start, unsigned in
                              StringBuffer& out) const {
   count = 0;
   if (marker == nullptr || start >= contentSize()) return false;
-  // The marker is looked for first: the cost is the way to it, however long the text is.
-  const std::string_view rest = content().substr(start);
-  const std::size_t size = offsetOf(rest, marker, 0);
-  if (size == kNone || rest.substr(0, size).find('\0') != kNone) return false;
+  PartlyMeasured rest(content().substr(start));
+  std::size_t size = offsetOf(rest.known(), marker, 0);
+  for (; size == kNone && !rest.isWhole(); size = offsetOf(rest.known(), marker, 0)) rest.extend();
+  if (size == kNone) return false;
   count = static_cast<unsigned int>(size);
-  appendTo(out, rest.substr(0, size));
+  appendTo(out, rest.known().substr(0, size));
   return true;
 }
 
@@ -135,25 +140,21 @@ unsigned int StringBuffer::replaceAllOccurancesBetween(const char* begin, const 
 
 bool StringBuffer::removeDelimited(const char* begin, const char* end, bool caseSensitive) {
   if (isEmpty(begin) || isEmpty(end)) return true;
-  const auto find = caseSensitive ? findBytes : findBytesNoCase;
+  FindInText* const find = caseSensitive ? findBytes : findBytesNoCase;
+  const std::string_view all = text();
   const std::string_view endMarker(end);
   StringBuffer out;
   out.m_secure = m_secure;
-  std::string_view rest = text();
-  bool found = false;
-  while (!rest.empty()) {
-    const char* const first = find(rest, begin);
-    if (first == nullptr) break;
-    const auto before = static_cast<std::size_t>(first - rest.data());
+  OverlappingMatches begins(all, begin, find);
+  std::size_t behind = 0;  // offset of what stands behind the last region
+  while (const char* const match = begins.from(behind)) {
+    const auto first = static_cast<std::size_t>(match - all.data());
     // Deliberate: from the first byte of the begin marker on.
-    const char* const last = find(rest.substr(before), endMarker);
+    const char* const last = find(all.substr(first), endMarker);
     if (last == nullptr) break;
-    found = true;
-    appendTo(out, rest.substr(0, before));
-    rest.remove_prefix(static_cast<std::size_t>(last - rest.data()) + endMarker.size());
+    if (!appendTo(out, all.substr(behind, first - behind))) return true;
+    behind = static_cast<std::size_t>(last - all.data()) + endMarker.size();
   }
-  if (!found) return true;
-  appendTo(out, rest);
-  takeSb(out);
+  if (behind != 0 && appendTo(out, all.substr(behind))) takeSb(out);
   return true;
 }

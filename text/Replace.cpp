@@ -18,7 +18,6 @@ using dorvane::internal::changeBytes;
 using dorvane::internal::findBytes;
 using dorvane::internal::findBytesNoCase;
 using dorvane::internal::isEmpty;
-using dorvane::internal::replaceMatches;
 using dorvane::internal::SavedTail;
 using dorvane::internal::StableText;
 
@@ -88,25 +87,17 @@ bool StringBuffer::replaceRange(unsigned int at, std::string_view tail, const ch
 // ---- All matches ----
 
 unsigned int StringBuffer::replaceAllOccurances(const char* find, const char* replacement) {
-  return isEmpty(find) ? 0 : replaceAll(find, replacement, findBytes);
+  if (isEmpty(find)) return 0;
+  const std::string_view needle(find);
+  return replaceAll(needle.size(), replacement,
+                    [needle](std::string_view rest) { return findBytes(rest, needle); });
 }
 
 unsigned int StringBuffer::replaceAllOccurancesNoCase(const char* find, const char* replacement) {
-  return isEmpty(find) ? 0 : replaceAll(find, replacement, findBytesNoCase);
-}
-
-unsigned int StringBuffer::replaceAll(std::string_view needle, const char* replacement,
-                                      FindInText* find) {
-  const std::string_view all = text();
-  const char* const first = find(all, needle);
-  if (first == nullptr) return 0;
-  StringBuffer out;
-  out.m_secure = m_secure;
-  const unsigned int count = replaceMatches(
-      all, needle.size(), replacement == nullptr ? "" : replacement, first,
-      [needle, find](std::string_view rest) { return find(rest, needle); }, out);
-  takeSb(out);
-  return count;
+  if (isEmpty(find)) return 0;
+  const std::string_view needle(find);
+  return replaceAll(needle.size(), replacement,
+                    [needle](std::string_view rest) { return findBytesNoCase(rest, needle); });
 }
 
 unsigned int StringBuffer::replaceCharInOccurances(const char* find, char from, char to) {

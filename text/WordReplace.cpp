@@ -1,9 +1,11 @@
 // Whole-word search and replacement. Tested in tests/text/WordReplaceTest.cpp.
 
+#include <cstring>
 #include <string_view>
 
 #include "core/StringBuffer.h"
 #include "text/internal/ByteClasses.h"
+#include "text/internal/PartlyMeasured.h"
 #include "text/internal/ReplaceMatches.h"
 #include "text/internal/Texts.h"
 #include "text/internal/WordFinder.h"
@@ -12,7 +14,7 @@ using dorvane::internal::ByteSet;
 using dorvane::internal::isEmpty;
 using dorvane::internal::kAddressBytes;
 using dorvane::internal::kWordBytes;
-using dorvane::internal::replaceMatches;
+using dorvane::internal::PartlyMeasured;
 using dorvane::internal::WordFinder;
 
 namespace {
@@ -24,7 +26,14 @@ const ByteSet& wordBytes(bool extended) { return extended ? kAddressBytes : kWor
 const char* StringBuffer::findWordOnly(const char* text, const char* word, int /*ignored*/,
                                        bool caseSensitive, bool extendedWordChars) noexcept {
   if (isEmpty(text) || isEmpty(word)) return nullptr;
-  return WordFinder(word, caseSensitive, wordBytes(extendedWordChars))(text);
+  const std::string_view wanted(word);
+  const WordFinder find(wanted, caseSensitive, wordBytes(extendedWordChars));
+  for (PartlyMeasured part(text);; part.extend()) {
+    const char* const match = find(part.known());
+    // A match at the end of the known part may go on as a longer word.
+    const bool isSure = match != nullptr && match + wanted.size() != part.end();
+    if (isSure || part.isWhole()) return match;
+  }
 }
 
 bool StringBuffer::replaceFirstWordOccurance(const char* find, const char* replacement,
@@ -41,25 +50,12 @@ bool StringBuffer::replaceFirstWordOccurance(const char* find, const char* repla
 unsigned int StringBuffer::replaceAllWordOccurances(const char* find, const char* replacement,
                                                     int /*ignored*/, bool extendedWordChars) {
   if (isEmpty(find)) return 0;
-  return replaceWords(WordFinder(find, true, wordBytes(extendedWordChars)), std::strlen(find),
-                      replacement);
+  return replaceAll(std::strlen(find), replacement,
+                    WordFinder(find, true, wordBytes(extendedWordChars)));
 }
 
 unsigned int StringBuffer::replaceAllWordOccurancesNoCase(const char* find, const char* replacement,
                                                           int /*ignored*/) {
   if (isEmpty(find)) return 0;
-  return replaceWords(WordFinder(find, false, wordBytes(false)), std::strlen(find), replacement);
-}
-
-unsigned int StringBuffer::replaceWords(const WordFinder& finder, std::size_t wordSize,
-                                        const char* replacement) {
-  const std::string_view all = text();
-  const char* const first = finder(all);
-  if (first == nullptr) return 0;
-  StringBuffer out;
-  out.m_secure = m_secure;
-  const unsigned int count =
-      replaceMatches(all, wordSize, replacement == nullptr ? "" : replacement, first, finder, out);
-  takeSb(out);
-  return count;
+  return replaceAll(std::strlen(find), replacement, WordFinder(find, false, wordBytes(false)));
 }

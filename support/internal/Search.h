@@ -13,6 +13,9 @@ const char* findBytes(std::string_view hay, std::string_view needle) noexcept;
 /// As findBytes(), ASCII letters matched without regard to case.
 const char* findBytesNoCase(std::string_view hay, std::string_view needle) noexcept;
 
+/// Either of the two.
+using FindInText = const char*(std::string_view hay, std::string_view needle) noexcept;
+
 }  // namespace dorvane::internal
 
 #endif

@@ -44,16 +44,16 @@ inline void getDelimited(const ModelBuffer& buffer, const char* begin, const cha
   out.append(text.substr(first, last + std::string(end).size() - first));
 }
 
-// `start` does not lie behind the first NUL.
+// The text begins at `start`, which may lie behind a NUL.
 inline bool copyUntil(const ModelBuffer& buffer, const char* marker, unsigned int start,
                       unsigned int& count, ModelBuffer& out) {
   count = 0;
   if (marker == nullptr || start >= buffer.bytes.size()) return false;
-  const std::string text = buffer.text();
-  const std::size_t at = seek(text, start, marker);
+  const std::string text = buffer.bytes.substr(start).c_str();
+  const std::size_t at = seek(text, 0, marker);
   if (at == std::string::npos) return false;
-  count = static_cast<unsigned int>(at - start);
-  out.append(text.substr(start, count));
+  count = static_cast<unsigned int>(at);
+  out.append(text.substr(0, count));
   return true;
 }
 

@@ -296,6 +296,11 @@ TEST(Regions, CopyUntilCopiesFromTheStartToTheMarker) {
       {"ab;", ";", 0xFFFFFFFF, false, 0, ""},
       {"ab;", nullptr, 0, false, 0, ""},
       {"a\0;"s, ";", 0, false, 0, ""},
+      // behind an embedded NUL another text begins
+      {"a\0bc;"s, ";", 2, true, 2, "bc"},
+      {"a\0bc;"s, ";", 1, false, 0, ""},
+      {"a\0bc;"s, "", 1, true, 0, ""},
+      {"a\0b\0c;"s, ";", 2, false, 0, ""},
   };
   for (const CopyCase& c : cases) {
     StringBuffer buffer;
@@ -306,6 +311,22 @@ TEST(Regions, CopyUntilCopiesFromTheStartToTheMarker) {
     EXPECT_EQ(count, c.count) << c.content;
     EXPECT_TRUE(holds(out, "-" + c.copied, 0, 202));
     EXPECT_TRUE(holds(buffer, c.content, 0, 202));
+  }
+}
+
+// The way to the marker and to the NUL is measured part by part.
+TEST(Regions, CopyUntilMeetsMarkersAndNulsAtEveryDistance) {
+  const std::string marker = "<;>";
+  for (const std::size_t part : {256U, 1024U, 4096U}) {
+    for (std::size_t distance = part - 5; distance <= part + 5; ++distance) {
+      const std::string before(distance, 'x');
+      for (const std::string& content :
+           {before, before + marker, before + marker + "y", before + "<;", before + '\0' + marker,
+            before + marker + '\0' + marker, before + "<\0;>"s, before + before + marker}) {
+        for (const unsigned int start : {0U, 1U, 7U})
+          ASSERT_TRUE(agreesOn(copiesUntil(start), content, {marker.c_str()})) << distance;
+      }
+    }
   }
 }
 
@@ -431,6 +452,9 @@ TEST(Regions, TheFirstRegionIsReplacedAsAWhole) {
                                        {"x)y", {"", ")", "Z"}, "true", "Z)y"},
                                        {"a(x)", {"(", "", "Z"}, "true", "a(Zx)"},
                                        {"", {"", ")", "Z"}, "false", ""},
+                                       // two empty markers stand before the first byte
+                                       {"", {"", "", "r"}, "false", ""},
+                                       {"ab", {"", "", "r"}, "true", "rab"},
                                        {"(x)", {nullptr, ")", "Z"}, "false", "(x)"},
                                        {"(x)", {"(", nullptr, "Z"}, "false", "(x)"},
                                        {"(x)", {"(", ")", nullptr}, "false", "(x)"},
@@ -504,10 +528,8 @@ void expectAllAgree(const std::string& content, const char* begin, const char* e
   const Texts two = {begin, end};
   for (const Operation& member : markerMembers()) ASSERT_TRUE(agreesOn(member, content, two));
   for (const Operation& member : readersIntoItself()) ASSERT_TRUE(agreesOn(member, content, two));
-  const bool bothEmpty = *begin == '\0' && *end == '\0';
   for (const bool flag : {false, true}) {
     ASSERT_TRUE(agreesOn(chops(flag), content, two));
-    if (bothEmpty) continue;
     ASSERT_TRUE(agreesOn(replacesBetween(flag), content, {begin, end, replacement}));
   }
   ASSERT_TRUE(agreesOn(replacesInRegions(), content, {begin, end, "a", replacement}));
@@ -528,8 +550,7 @@ TEST(Regions, EveryShortContentAgreesWithTheReference) {
 
 TEST(Regions, EveryShortCopyAgreesWithTheReference) {
   for (const std::string& content : allStrings("ab\0"s, 5)) {
-    const unsigned int text = static_cast<unsigned int>(std::string(content.c_str()).size());
-    for (unsigned int start = 0; start <= text; ++start) {
+    for (unsigned int start = 0; start <= content.size(); ++start) {
       for (const char* marker : {"", "a", "b", "ab", "aa"}) {
         ASSERT_TRUE(agreesOn(copiesUntil(start), content, {marker}));
         ASSERT_TRUE(agreesOn(copiesIntoItself(start), content, {marker}));
@@ -612,24 +633,71 @@ TEST(Regions, TheTextsMayLieInTheBuffer) {
   }
 }
 
-TEST(Regions, ExhaustedMemoryCorruptsNothing) {
-  const std::string content =
-      std::string(100, '.') + "[" + std::string(200, 'a') + "]" + std::string(300, ',') + "[aa]x";
+// A failure changes nothing; a success is complete.
+TEST(Regions, ExhaustedMemoryChangesNothing) {
+  const std::string before(100, '.');
+  const std::string behind = std::string(300, ',') + "[aa]x";
+  const std::string content = before + "[" + std::string(200, 'a') + "]" + behind;
   const std::string replacement(400, 'r');
-  for (const Edit& edit : edits("[", "]", replacement)) {
-    const Texts texts = pointersTo(edit.texts);
-    harness::expectSurvivesFailures(edit.member, content, texts,
+  const Texts texts = {"[", "]", replacement.c_str()};
+  for (const bool dropMarkers : {false, true}) {
+    const std::string done =
+        before + (dropMarkers ? replacement : "[" + replacement + "]") + behind;
+    harness::expectSurvivesFailures(replacesBetween(dropMarkers), content, texts,
                                     [&](const std::string& result, const std::string& left) {
-                                      return result != "false" || left.empty() || left == content;
+                                      return left == (result == "true" ? done : content);
                                     });
   }
-  const std::vector<std::string> pieces = {std::string(100, '.'), std::string(300, ','), "x"};
   for (const bool caseSensitive : {false, true}) {
-    harness::expectSurvivesFailures(removes(caseSensitive), content, {"[", "]"},
-                                    [&](const std::string& result, const std::string& left) {
-                                      return result == "true" && harness::isMadeOf(left, pieces);
-                                    });
+    harness::expectSurvivesFailures(
+        removes(caseSensitive), content, {"[", "]"},
+        [&](const std::string& result, const std::string& left) {
+          return result == "true" &&
+                 (left == content || left == before + std::string(300, ',') + "x");
+        });
   }
+}
+
+TEST(Regions, RemovingIsDoneWhollyOrNotAtAll) {
+  const std::string content =
+      std::string(90, '.') + "{x}" + std::string(400, ',') + "{y}" + std::string(900, ';');
+  for (const long failing : {1L, 2L, 3L}) {
+    StringBuffer buffer;
+    harness::fillHeap(buffer, content, 5);
+    {
+      const harness::FailAllocation fail(failing);
+      EXPECT_TRUE(buffer.removeDelimited("{", "}", true));
+      EXPECT_TRUE(fail.fired());
+    }
+    EXPECT_TRUE(holds(buffer, content, static_cast<unsigned int>(content.size()) + 6, 202));
+  }
+}
+
+// The regions are counted whether or not there is memory for what becomes of them.
+TEST(Regions, ReplacingInRegionsLosesPiecesOnlyAndCountsTheRegions) {
+  const std::string before(100, '.');
+  const std::string between(300, ',');
+  const std::string content = before + "[ab]" + between + "[aa]x";
+  const std::string replacement(400, 'r');
+  const std::vector<std::string> pieces = {before, "[",         replacement, "b", "]", between,
+                                           "[",    replacement, replacement, "]", "x"};
+  harness::expectSurvivesFailures(
+      replacesInRegions(), content, {"[", "]", "a", replacement.c_str()},
+      [&](const std::string& result, const std::string& left) {
+        return result == "2" && (left == content || harness::isMadeOf(left, pieces));
+      });
+}
+
+TEST(Regions, ReplacedRegionsThatCannotBeStoredAreCountedAndNothingChanges) {
+  const std::string content = std::string(500, '.') + "[a]";
+  StringBuffer buffer;
+  harness::fillHeap(buffer, content, 5);
+  {
+    const harness::FailAllocation fail(2);
+    EXPECT_EQ(buffer.replaceAllOccurancesBetween("[", "]", "a", "b"), 1U);
+    EXPECT_TRUE(fail.fired());
+  }
+  EXPECT_TRUE(holds(buffer, content, static_cast<unsigned int>(content.size()) + 6, 202));
 }
 
 TEST(Regions, AReplacementThatCannotBeStoredIsFalseAndNothingChanges) {
@@ -644,6 +712,22 @@ TEST(Regions, AReplacementThatCannotBeStoredIsFalseAndNothingChanges) {
     EXPECT_FALSE(result);
     EXPECT_TRUE(holds(buffer, "x[y]z", 0, 202)) << bytesOf(buffer);
   }
+}
+
+// The result tells that the markers stand in the text, not that there was memory.
+TEST(Regions, ReadersFindWhatTheOutputHasNoMemoryFor) {
+  const std::string region(300, 'y');
+  const StringBuffer buffer(("[" + region + "]").c_str());
+  StringBuffer out("out");
+  unsigned int count = 0;
+  {
+    const harness::FailAllocation fail(1, harness::FailAllocation::kFromThenOn);
+    EXPECT_TRUE(buffer.getBetween("[", "]", out));
+    EXPECT_TRUE(buffer.copyUntil("]", 1, count, out));
+    EXPECT_EQ(fail.seen(), 2);
+  }
+  EXPECT_EQ(count, 300U);
+  EXPECT_TRUE(holds(out, "out", 0, 202));
 }
 
 TEST(Regions, ReadersSurviveExhaustedMemory) {
@@ -751,6 +835,35 @@ TEST(Regions, PeriodicMarkersTakeLinearTime) {
     }
   });
   EXPECT_LT(seconds, 8.0);
+}
+
+// The end marker ends each region inside the begin marker, which then begins anew one byte on.
+TEST(Regions, EndMarkersInsideBeginMarkersTakeLinearTime) {
+  for (const bool caseSensitive : {false, true}) {
+    const double growth = harness::growthOfTime(kMiB / 16, [&](std::size_t size) {
+      StringBuffer buffer(std::string(size, 'a').c_str());
+      buffer.removeDelimited(std::string(size / 64, 'a').c_str(), "a", caseSensitive);
+      EXPECT_EQ(buffer.getSize(), size / 64 - 1);
+    });
+    EXPECT_LT(growth, 3.0);
+  }
+}
+
+// Each call stops at the NUL of its record, or at its marker, however much follows.
+TEST(Regions, RecordByRecordCopyingTakesLinearTime) {
+  for (const std::string& record : {"record\0\0"s, "record;\0"s, "record;;"s}) {
+    const double growth = harness::growthOfTime(kMiB / 8, [&](std::size_t size) {
+      std::string records;
+      while (records.size() < size) records += record;
+      StringBuffer buffer;
+      appendRaw(buffer, records + ";");
+      StringBuffer out;
+      unsigned int count = 0;
+      for (unsigned int start = 0; start < size; start += 8)
+        EXPECT_EQ(buffer.copyUntil(";", start, count, out), record[6] == ';');
+    });
+    EXPECT_LT(growth, 3.0) << testing::PrintToString(record);
+  }
 }
 
 }  // namespace

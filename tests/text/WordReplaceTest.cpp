@@ -208,6 +208,38 @@ TEST(FindWord, LongPeriodicTextsAgreeWithTheReference) {
   }
 }
 
+// The text is measured part by part, and a word may lie across the end of a part.
+TEST(FindWord, WordsMeetTheEndsOfTheMeasuredParts) {
+  for (const std::size_t part : {256U, 1024U, 4096U}) {
+    for (std::size_t at = part - 6; at <= part + 3; ++at) {
+      const std::string before = std::string(at - 1, '.') + " ";
+      for (const char* tail :
+           {"", " ", "s", "s word", " word", "\xD7", "_", "word", "words word"}) {
+        const std::string text = before + "word" + tail;
+        for (const bool caseSensitive : {false, true}) {
+          for (const bool extended : {false, true})
+            ASSERT_EQ(findAt(text, "word", caseSensitive, extended),
+                      foundByReference(text, "word", caseSensitive, extended))
+                << at << ", " << tail;
+        }
+      }
+    }
+  }
+}
+
+TEST(FindWord, LongTextsAgreeWithTheReference) {
+  for (unsigned int seed = 1; seed <= 200; ++seed) {
+    const std::string text = std::string(seed * 13 % 1100, seed % 2 == 0 ? '.' : 'b') +
+                             randomText(seed, 60, "ab ") + std::string(seed * 31 % 5000, 'b') +
+                             randomText(seed + 1, 60, "ab ");
+    for (const char* word : {"a", "ab", "aa", "b b", "ba a"}) {
+      for (const bool flag : {false, true})
+        ASSERT_EQ(findAt(text, word, flag, flag), foundByReference(text, word, flag, flag))
+            << text << ", " << word;
+    }
+  }
+}
+
 // --- Replacing ---------------------------------------------------------------------------------
 
 struct ReplaceCase {
@@ -465,6 +497,21 @@ TEST(WordReplace, ManyMatchesAndManyRejectionsTakeLinearTime) {
     }
   });
   EXPECT_LT(seconds, 8.0);
+}
+
+// Each call pays for the way to its match, however much follows.
+TEST(WordReplace, FindingWordAfterWordTakesLinearTime) {
+  for (const std::string& part : {"a "s, "a" + std::string(99, ' ')}) {
+    const double growth = harness::growthOfTime(kMiB / 8, [&](std::size_t size) {
+      std::string text;
+      while (text.size() < size) text += part;
+      std::size_t count = 0;
+      const char* p = text.c_str();
+      for (; (p = StringBuffer::findWordOnly(p, "a", 0, true, false)) != nullptr; ++p) ++count;
+      EXPECT_EQ(count, text.size() / part.size());
+    });
+    EXPECT_LT(growth, 3.0) << part.size();
+  }
 }
 
 }  // namespace

@@ -30,4 +30,17 @@ unsigned int replaceMatches(std::string_view text, std::size_t size, std::string
 
 }  // namespace dorvane::internal
 
+template <class Find>
+unsigned int StringBuffer::replaceAll(std::size_t size, const char* replacement, const Find& find) {
+  const std::string_view all = text();
+  const char* const first = find(all);
+  if (first == nullptr) return 0;
+  StringBuffer out;
+  out.m_secure = m_secure;
+  const unsigned int count = dorvane::internal::replaceMatches(
+      all, size, replacement == nullptr ? "" : replacement, first, find, out);
+  takeSb(out);
+  return count;
+}
+
 #endif

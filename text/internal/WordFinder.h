@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "support/ByteSet.h"
+#include "support/internal/Search.h"
 
 namespace dorvane::internal {
 
@@ -12,18 +13,16 @@ class WordFinder {
  public:
   /// `word` is not empty; `wordBytes` outlives the finder.
   WordFinder(std::string_view word, bool caseSensitive, const ByteSet& wordBytes)
-      : m_word(word), m_caseSensitive(caseSensitive), m_wordBytes(wordBytes) {}
+      : m_word(word), m_find(caseSensitive ? findBytes : findBytesNoCase), m_wordBytes(wordBytes) {}
 
   /// The first whole-word match in `text`, or null. Linear in the text.
   const char* operator()(std::string_view text) const;
 
  private:
-  const char* find(std::string_view text) const;
-  bool isSame(std::string_view a, std::string_view b) const;  // of equal size
   bool endsAtBoundary(std::string_view behindMatch) const;
 
   std::string_view m_word;
-  bool m_caseSensitive;
+  FindInText* m_find;
   const ByteSet& m_wordBytes;
 };
 

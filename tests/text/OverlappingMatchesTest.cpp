@@ -1,0 +1,94 @@
+// The overlapping matches of text/internal/OverlappingMatches.h.
+
+#include "text/internal/OverlappingMatches.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "harness/BufferState.h"
+#include "harness/ReplaceReference.h"
+#include "harness/Stopwatch.h"
+#include "support/internal/Search.h"
+
+namespace {
+
+using dorvane::internal::findBytes;
+using dorvane::internal::findBytesNoCase;
+using dorvane::internal::OverlappingMatches;
+using harness::allStrings;
+using harness::randomText;
+
+constexpr std::size_t kNone = std::string::npos;
+
+std::size_t offsetOf(const char* match, std::string_view text) {
+  return match == nullptr ? kNone : static_cast<std::size_t>(match - text.data());
+}
+
+// Asks for the first match some bytes behind each match, at most `stride`, and compares with a
+// search from there.
+testing::AssertionResult agrees(const std::string& text, const std::string& needle, bool foldCase,
+                                std::size_t stride) {
+  OverlappingMatches matches(text, needle, foldCase ? findBytesNoCase : findBytes);
+  for (std::size_t from = 0; from <= text.size();) {
+    const std::size_t expected = harness::reference::search(text, from, needle, foldCase);
+    const std::size_t found = offsetOf(matches.from(from), text);
+    if (found != expected)
+      return testing::AssertionFailure()
+             << testing::PrintToString(needle) << " in " << testing::PrintToString(text) << " from "
+             << from << ": " << found << " instead of " << expected;
+    if (found == kNone) break;
+    from = found + 1 + found * 7 % stride;
+  }
+  return testing::AssertionSuccess();
+}
+
+TEST(OverlappingMatches, EveryShortTextAndNeedle) {
+  for (const std::string& text : allStrings("abA", 6)) {
+    for (const std::string& needle : allStrings("ab", 4)) {
+      if (needle.empty()) continue;
+      for (const std::size_t stride : {1U, 2U, 3U, 5U}) {
+        for (const bool foldCase : {false, true}) {
+          ASSERT_TRUE(agrees(text, needle, foldCase, stride));
+        }
+      }
+    }
+  }
+}
+
+TEST(OverlappingMatches, PeriodicTextsWithGaps) {
+  for (unsigned int seed = 1; seed <= 300; ++seed) {
+    const std::string period = randomText(seed, seed % 5 + 1, "ab");
+    std::string text;
+    while (text.size() < 300) {
+      for (unsigned int i = 0; i <= (seed + text.size()) % 11; ++i) text += period;
+      text += randomText(seed + text.size(), (seed * 7 + text.size()) % 3, "aB");
+    }
+    for (const std::size_t size : {1U, 2U, 3U, 4U, 7U, 12U, 30U}) {
+      for (const std::size_t stride : {1U, 2U, 4U, 9U, 40U}) {
+        for (const bool foldCase : {false, true})
+          ASSERT_TRUE(agrees(text, text.substr(seed % 40, size), foldCase, stride));
+      }
+    }
+  }
+}
+
+// Many matches, each far longer than the way to the next.
+TEST(OverlappingMatches, AllOfThemCostOnePass) {
+  constexpr std::size_t kSize = std::size_t{1} << 20U;
+  const std::string text(kSize, 'a');
+  const std::string needle(kSize / 2, 'a');
+  for (const bool foldCase : {false, true}) {
+    std::size_t count = 0;
+    EXPECT_LT(harness::secondsOf([&] {
+                OverlappingMatches matches(text, needle, foldCase ? findBytesNoCase : findBytes);
+                for (std::size_t from = 0; matches.from(from) != nullptr; ++from) ++count;
+              }),
+              4.0);
+    EXPECT_EQ(count, kSize / 2 + 1);
+  }
+}
+
+}  // namespace
