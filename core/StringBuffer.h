@@ -725,7 +725,7 @@ class StringBuffer : public NonRefCountedObj {
   /// @{
 
   /// Appends what stands between the first begin marker and the next end marker to `out`; true when
-  /// both were found, false also for a null or empty marker.
+  /// both were found, also when `out` cannot grow; false also for a null or empty marker.
   bool getBetween(const char* begin, const char* end, StringBuffer& out) const;
 
   /// As getBetween(), the markers included on demand. Deliberate: with them, the end marker may
@@ -735,7 +735,8 @@ class StringBuffer : public NonRefCountedObj {
 
   /// Appends the text from `start` up to the next marker to `out` and stores its size in `count`;
   /// false, with a count of 0, when there is none, the marker is null or `start` does not lie
-  /// inside the content. An empty marker is found at `start`.
+  /// inside the content. An empty marker is found at `start`. Result and count are the same when
+  /// `out` cannot grow.
   bool copyUntil(const char* marker, unsigned int start, unsigned int& count,
                  StringBuffer& out) const;
 
@@ -749,26 +750,36 @@ class StringBuffer : public NonRefCountedObj {
                          bool dropMarkers);
 
   /// Replaces the matches of `find` inside all regions, as replaceAllOccurances() does; returns the
-  /// number of regions. Nothing happens without a region or when an argument is null.
+  /// number of regions, also for an empty `find`, which replaces nothing. Nothing happens without a
+  /// region, when an argument is null or when both markers are empty. A piece for which memory is
+  /// exhausted is left out; when the result cannot be stored, nothing has changed and the number is
+  /// the same.
   unsigned int replaceAllOccurancesBetween(const char* begin, const char* end, const char* find,
                                            const char* replacement);
 
-  /// Removes all regions, markers included; always true. Deliberate: an end marker inside the begin
-  /// marker ends the region at once.
+  /// Removes all regions, markers included; always true. Nothing changes when a marker is null or
+  /// empty, or when memory is exhausted. Deliberate: an end marker inside the begin marker ends the
+  /// region at once.
   bool removeDelimited(const char* begin, const char* end, bool caseSensitive);
 
   /// @}
   /// @name Variables (text/Variables.cpp)
+  ///
+  /// Values are not searched again. Both are linear in the text, the result and their look-ups. A
+  /// piece for which memory is exhausted is left out.
   /// @{
 
   /// Replaces each `{$name}` by the value of `name` in `variables`, percent-encoded in mode 4,
-  /// JSON-escaped in mode 22. A marker without a value is removed; one without "}" ends the
-  /// replacement. In `{$x.name}`, a one-byte qualifier is skipped. Deliberate: the byte behind a
-  /// "{" that begins no marker is copied unseen, and the result is always false.
+  /// JSON-escaped in mode 22, as it is in any other. A marker without a value is removed; one
+  /// without "}" ends the replacement. In `{$x.name}`, a one-byte qualifier is skipped. The content
+  /// is rewritten, up to an embedded NUL, even without a marker; plain text grows in blocks of at
+  /// most 252 bytes. Deliberate: the byte behind a "{" that begins no marker is copied unseen, and
+  /// the result is always false.
   bool variableSubstitute(_dvHashMap& variables, int valueEncoding);
 
   /// Replaces each `%NAME%` by the value of the environment variable; an unknown one is removed. A
-  /// percent sign without a partner stays.
+  /// percent sign without a partner stays. Nothing changes without a pair, or when the result
+  /// cannot be stored.
   void envReplace();
   /// @}
   /// @name Splitting into lists (text/Split.cpp)
@@ -1038,7 +1049,7 @@ class StringBuffer : public NonRefCountedObj {
   /// @}
   /// @name JSON string bodies (text/Json.cpp)
   ///
-  /// RFC 8259, section 7. UTF-8 sequences pass unchanged.
+  /// RFC 8259, section 7. UTF-8 sequences pass unchanged. Both are linear in what they read.
   /// @{
 
   /// Escapes the content so that it can stand between double quotes. The bytes that a UTF-8 lead
@@ -1049,7 +1060,8 @@ class StringBuffer : public NonRefCountedObj {
   /// Appends the `n` bytes of a JSON string body at `src` to `out`, decoded. Malformed escapes are
   /// dropped, and a "\u" without four bytes behind it leaves those as text. Deliberate: surrogates
   /// are converted one by one. The content grows in blocks of about 200 bytes, and NULs at the end
-  /// of a block are dropped, as by appendN().
+  /// of a block are dropped, as by appendN(). A null `src` counts as no bytes. False when `out`
+  /// cannot grow; the blocks before stay.
   static bool jsonDecode(const char* src, unsigned int n, StringBuffer& out);
   /// @}
   /// @name AWS canonical forms (text/AwsCanonical.cpp)
