@@ -77,8 +77,8 @@ bool StringBuffer::copyUntil(const char* marker, unsigned int start, unsigned in
   count = 0;
   if (marker == nullptr || start >= contentSize()) return false;
   PartlyMeasured rest(content().substr(start));
-  std::size_t size = offsetOf(rest.known(), marker, 0);
-  for (; size == kNone && !rest.isWhole(); size = offsetOf(rest.known(), marker, 0)) rest.extend();
+  std::size_t size = kNone;
+  while ((size = offsetOf(rest.known(), marker, 0)) == kNone && !rest.isWhole()) rest.extend();
   if (size == kNone) return false;
   count = static_cast<unsigned int>(size);
   appendTo(out, rest.known().substr(0, size));
