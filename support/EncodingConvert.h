@@ -28,7 +28,9 @@ class LogBase;
 ///   (ISO-2022), 51932, 51936, 51949, 51950, 52936 (HZ) and 54936 (GB 18030), as the C library's
 ///   iconv converts them. Where it lacks one (glibc has no HZ), that is logged and the bytes are
 ///   passed through as for an unknown page. A malformed character ends before the next ASCII
-///   byte, so that no byte hides another one. A text in ISO-2022 ends in ASCII.
+///   byte, so that no byte hides another one. A text in ISO-2022 ends in ASCII; ESC, SO and SI
+///   are malformed in it where they begin no shift sequence that is known, and have no form. 50220
+///   to 50222 read half-width katakana behind ESC "(I", but write none.
 class EncodingConvert {
  public:
   /// From any page to any page.

@@ -18,26 +18,30 @@
 namespace dorvane::internal {
 namespace {
 
+// Reads what the Japanese pages have beyond ISO-2022-JP, half-width katakana and JIS X 0212. It is
+// no encoder for them: it writes sets that they do not have.
+constexpr const char* kJapaneseDecoder = "ISO-2022-JP-2";
+
 // In ascending order of the numbers.
 constexpr SystemPage kPages[] = {
-    {{"CP932", "WINDOWS-31J", "MS932"}, 932, true, false, false},
-    {{"CP936", "GBK"}, 936, true, false, false},
-    {{"CP949", "UHC"}, 949, true, false, false},
-    {{"CP950", "BIG5"}, 950, true, false, false},
-    {{"JOHAB", "CP1361"}, 1361, false, false, false},  // has the won sign at 0x5C
-    {{"EUC-JP"}, 20932, true, false, false},
-    {{"EUC-CN", "GB2312"}, 20936, true, false, false},
-    {{"EUC-KR"}, 20949, true, false, false},
-    {{"CP50220", "ISO-2022-JP"}, 50220, false, true, false},
-    {{"CP50221", "ISO-2022-JP"}, 50221, false, true, false},
-    {{"CP50222", "ISO-2022-JP"}, 50222, false, true, false},
-    {{"ISO-2022-KR"}, 50225, false, true, false},
-    {{"CP51932", "EUC-JP-MS", "EUC-JP"}, 51932, true, false, false},
-    {{"EUC-CN", "GB2312"}, 51936, true, false, false},
-    {{"EUC-KR"}, 51949, true, false, false},
-    {{"EUC-TW"}, 51950, true, false, false},
-    {{"HZ", "HZ-GB-2312"}, 52936, false, true, false},
-    {{"GB18030"}, 54936, true, false, true},
+    {{"CP932", "WINDOWS-31J", "MS932"}, 932, true, Shifts::kNone, false},
+    {{"CP936", "GBK"}, 936, true, Shifts::kNone, false},
+    {{"CP949", "UHC"}, 949, true, Shifts::kNone, false},
+    {{"CP950", "BIG5"}, 950, true, Shifts::kNone, false},
+    {{"JOHAB", "CP1361"}, 1361, false, Shifts::kNone, false},  // has the won sign at 0x5C
+    {{"EUC-JP"}, 20932, true, Shifts::kNone, false},
+    {{"EUC-CN", "GB2312"}, 20936, true, Shifts::kNone, false},
+    {{"EUC-KR"}, 20949, true, Shifts::kNone, false},
+    {{"CP50220", kJapaneseDecoder, "ISO-2022-JP"}, 50220, false, Shifts::kEscapes, false},
+    {{"CP50221", kJapaneseDecoder, "ISO-2022-JP"}, 50221, false, Shifts::kEscapes, false},
+    {{"CP50222", kJapaneseDecoder, "ISO-2022-JP"}, 50222, false, Shifts::kEscapes, false},
+    {{"ISO-2022-KR"}, 50225, false, Shifts::kEscapes, false},
+    {{"CP51932", "EUC-JP-MS", "EUC-JP"}, 51932, true, Shifts::kNone, false},
+    {{"EUC-CN", "GB2312"}, 51936, true, Shifts::kNone, false},
+    {{"EUC-KR"}, 51949, true, Shifts::kNone, false},
+    {{"EUC-TW"}, 51950, true, Shifts::kNone, false},
+    {{"HZ", "HZ-GB-2312"}, 52936, false, Shifts::kTildes, false},
+    {{"GB18030"}, 54936, true, Shifts::kNone, true},
 };
 
 const SystemPage* findPage(int number) noexcept {
@@ -83,9 +87,19 @@ Step convert(const CodePage& page, const void* in, std::size_t inSize, void* out
 // Whether `next`, with which a character goes on that turned out to be malformed, is a part of it.
 // A byte that may be a character by itself, or begin a shift sequence, is not swallowed.
 bool isPartOfMalformed(const CodePage& page, unsigned char first, unsigned char next) noexcept {
-  if (!page.system->shifts) return next >= 0x80;
+  if (page.system->shifts == Shifts::kNone) return next >= 0x80;
   const bool beginsCharacter = first > ' ' && first < '~';
   return beginsCharacter && next > ' ' && next <= '~';
+}
+
+// True for what is no character where it may only begin a shift sequence (RFC 1468, formal syntax;
+// RFC 1557). The system hands it through when it knows no such sequence.
+bool isStrayShift(const CodePage& page, unsigned int codePoint) noexcept {
+  constexpr unsigned int kSo = 0x0E;
+  constexpr unsigned int kSi = 0x0F;
+  constexpr unsigned int kEsc = 0x1B;
+  return page.system->shifts == Shifts::kEscapes &&
+         (codePoint == kSo || codePoint == kSi || codePoint == kEsc);
 }
 
 // Decodes a shift sequence or the character at the reader's place. Returns how many characters
@@ -98,7 +112,11 @@ unsigned int decodeOne(const CodePage& page, SourceText& source, unsigned int* c
   for (; n <= most; ++n) {
     const Step step = convert(page, bytes, n, codePoint, sizeof(*codePoint));
     source.skip(static_cast<unsigned int>(step.taken));
-    if (step.taken != 0) return step.given == 0 ? 0 : 1;
+    if (step.taken != 0) {
+      if (step.given == 0) return 0;
+      if (isStrayShift(page, *codePoint)) *codePoint = kMalformed;
+      return 1;
+    }
     if (step.error != EINVAL) break;
   }
   unsigned int length = 1;
@@ -152,7 +170,8 @@ void putSubstitute(const CodePage& page, bool malformed, ByteBlock& bytes) noexc
 // glibc drops the tag characters in silence where a page does not have them.
 bool hasNoForm(const CodePage& page, unsigned int codePoint) noexcept {
   const bool isTag = codePoint >> 7U == 0xE0000U >> 7U;
-  return codePoint == kMalformed || (isTag && !page.system->hasAllCharacters);
+  return codePoint == kMalformed || (isTag && !page.system->hasAllCharacters) ||
+         isStrayShift(page, codePoint);
 }
 
 void encode(const CodePage& page, const CharacterBlock& block, ByteBlock& bytes,
@@ -179,14 +198,25 @@ void finish(const CodePage& page, ByteBlock& bytes) noexcept {
 
 // ---- Opening
 
+bool isOpen(iconv_t converter) noexcept { return reinterpret_cast<std::intptr_t>(converter) != -1; }
+
+// glibc says of some allocations that fail inside it the same as of a name that it does not know.
+// Asked again it says that there is no memory, or it succeeds.
+iconv_t openLookingTwice(const char* to, const char* from) noexcept {
+  const iconv_t opened = iconv_open(to, from);
+  return isOpen(opened) || errno != EINVAL ? opened : iconv_open(to, from);
+}
+
 // Sets the page's converter, or its state to what is missing.
 void openConverter(CodePage& page, Direction direction) noexcept {
   page.state = PageState::kNoConverter;
+  const bool decodes = direction == Direction::kDecode;
   for (const char* const name : page.system->names) {
     if (name == nullptr) return;
-    const bool decodes = direction == Direction::kDecode;
-    void* const opened = iconv_open(decodes ? kCodePoints : name, decodes ? name : kCodePoints);
-    if (reinterpret_cast<std::intptr_t>(opened) != -1) {
+    if (name == kJapaneseDecoder && !decodes) continue;
+    const iconv_t opened =
+        openLookingTwice(decodes ? kCodePoints : name, decodes ? name : kCodePoints);
+    if (isOpen(opened)) {
       page.converter.reset(opened);
       page.state = PageState::kReady;
       return;
@@ -219,9 +249,10 @@ CodePage findSystemPage(int number, Direction direction) noexcept {
   page.extendsAscii = page.system->extendsAscii;
   openConverter(page, direction);
 #if DORVANE_HAS_ICONV
-  page.decode = page.system->shifts ? decodeShifting : decode;
+  const bool shifts = page.system->shifts != Shifts::kNone;
+  page.decode = shifts ? decodeShifting : decode;
   page.encode = encode;
-  if (page.system->shifts) page.finish = finish;
+  if (shifts) page.finish = finish;
 #endif
   return page;
 }

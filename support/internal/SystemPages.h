@@ -12,12 +12,19 @@ struct CodePage;
 
 enum class Direction { kDecode, kEncode };
 
+/// How a page changes the meaning of the bytes that follow.
+enum class Shifts {
+  kNone,
+  kEscapes,  // ISO-2022: ESC, SO and SI belong to shift sequences and are no characters
+  kTildes    // HZ
+};
+
 /// A page of the C library.
 struct SystemPage {
   const char* names[3];  // the names to try, in this order; null where there are no more
   int number;
-  bool extendsAscii;      // as in CodePage
-  bool shifts;            // the meaning of a byte depends on shift sequences before it
+  bool extendsAscii;  // as in CodePage
+  Shifts shifts;
   bool hasAllCharacters;  // every Unicode character has a form
 };
 

@@ -510,6 +510,34 @@ TEST(CodePages, ShiftBackAndForth) {
   }
 }
 
+TEST(CodePages, ReadHalfWidthKatakanaInIso2022) {
+  for (const int page : {50220, 50221, 50222}) {
+    expectExact(page, kUtf8, "\x1B(I1\x1B(B", "\xEF\xBD\xB1");
+    expectExact(page, kUtf8, "a\x1B(I1\x1B$B%=\x1B(Bz", "a\xEF\xBD\xB1\xE3\x82\xBDz");
+    expectExact(page, kUtf8, "\x1B$(D0!\x1B(B", "\xE4\xB8\x82");  // JIS X 0212
+    expectFaults(kUtf8, page, "a\xEF\xBD\xB1z", "a?z", 1, 1);
+    expectFaults(kUtf8, page, "\xC3\xA9\xE4\xB8\x82", "??", 2, 0);  // no other sets are written
+  }
+}
+
+// No bytes of an unknown shift sequence pass as text without a word.
+TEST(CodePages, TakeStrayShiftsInIso2022ForMalformed) {
+  const std::string r = "\xEF\xBF\xBD";
+  for (const int page : {50220, 50221, 50222, 50225}) {
+    expectFaults(page, kUtf8, "a\x1B(X1", "a" + r + "(X1", 1, 1);
+    expectFaults(page, kUtf8, "\x1B$Z1", r + "$Z1", 1, 0);
+    expectFaults(page, kUtf8, "\x1B.X1", r + ".X1", 1, 0);
+    expectFaults(page, kUtf8, "\x1Bxyz", r + "xyz", 1, 0);
+    expectFaults(page, kUtf8, "x\x1B", "x" + r, 1, 1);
+  }
+  for (const int page : {50220, 50221, 50222}) {
+    expectFaults(page, kUtf8, "\x0E\x31\x0F", r + "1" + r, 2, 0);
+    expectFaults(kUtf8, page, "a\x1B$B\x0E\x0F", "a?$B??", 3, 1);
+    expectFaults(page, 1252, "\x1B(Z", "?(Z", 1, 0);
+  }
+  expectFaults(50225, kUtf8, "\x1B(I1", r + "(I1", 1, 0);
+}
+
 // U+E0041: a character that most pages lack, like any other.
 TEST(CodePages, DropNoTagCharacter) {
   const std::string tag = "\xF3\xA0\x81\x81";
