@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <string_view>
 
 #include "support/DataBuffer.h"
 #include "support/LogBase.h"
@@ -10,10 +11,13 @@
 #include "support/dvFormat.h"
 #include "support/internal/AddressRange.h"
 #include "support/internal/CodePages.h"
+#include "support/internal/Conversion.h"
 
 using dorvane::internal::ByteBlock;
 using dorvane::internal::CharacterBlock;
 using dorvane::internal::CodePage;
+using dorvane::internal::Converted;
+using dorvane::internal::convertText;
 using dorvane::internal::Direction;
 using dorvane::internal::Faults;
 using dorvane::internal::findCodePage;
@@ -127,29 +131,41 @@ bool refuseLength(int n, LogBase& log) {
 
 }  // namespace
 
-// NOLINTNEXTLINE(readability-convert-member-functions-to-static): used through an object
-bool EncodingConvert::EncConvert(int fromCodePage, int toCodePage, const unsigned char* source,
-                                 unsigned int n, DataBuffer& out, LogBase& log) {
+namespace dorvane::internal {
+
+Converted convertText(int fromCodePage, int toCodePage, std::string_view text, DataBuffer& out,
+                      LogBase& log) {
   const LogContextExitor context(log, "EncodingConvert");
   const CodePage from = findCodePage(fromCodePage, Direction::kDecode);
   const CodePage to = findCodePage(toCodePage, Direction::kEncode);
+  const auto* const bytes = reinterpret_cast<const unsigned char*>(text.data());
+  const auto n = static_cast<unsigned int>(text.size());
   const bool fromReady = from.state == PageState::kReady;
   if (!fromReady || to.state != PageState::kReady) {
-    const PageState state = fromReady ? to.state : from.state;
+    PageState state = fromReady ? to.state : from.state;
+    if (state != PageState::kNoMemory && !out.append(bytes, n)) state = PageState::kNoMemory;
     logMissingPage(state, fromReady ? toCodePage : fromCodePage, fromCodePage, toCodePage, log);
-    if (state != PageState::kNoMemory) out.append(source, n);
-    return false;
+    return state == PageState::kNoMemory ? Converted::kNoMemory : Converted::kPassedThrough;
   }
-  Conversion conversion(from, to, SourceText(source, n), out);
+  Conversion conversion(from, to, SourceText(bytes, n), out);
   if (!conversion.run()) {
     logError("Out of memory", fromCodePage, toCodePage, log);
-    return false;
+    return Converted::kNoMemory;
   }
-  if (conversion.faults() == 0) return true;
+  if (conversion.faults() == 0) return Converted::kExactly;
   logError("Characters are malformed or not in the target page", fromCodePage, toCodePage, log);
   logNumber(log, "characters", conversion.faults());
   logNumber(log, "firstOffset", conversion.firstOffset());
-  return false;
+  return Converted::kWithFaults;
+}
+
+}  // namespace dorvane::internal
+
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): used through an object
+bool EncodingConvert::EncConvert(int fromCodePage, int toCodePage, const unsigned char* source,
+                                 unsigned int n, DataBuffer& out, LogBase& log) {
+  const std::string_view text(reinterpret_cast<const char*>(source), source == nullptr ? 0 : n);
+  return convertText(fromCodePage, toCodePage, text, out, log) == Converted::kExactly;
 }
 
 bool EncodingConvert::AnsiToMultiByte(int toCodePage, const char* source, int n, DataBuffer& out,

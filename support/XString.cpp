@@ -11,17 +11,19 @@
 
 #include "support/ByteSet.h"
 #include "support/DataBuffer.h"
-#include "support/EncodingConvert.h"
 #include "support/LogNull.h"
 #include "support/Psdk.h"
 #include "support/internal/AppendExactly.h"
 #include "support/internal/Ascii.h"
 #include "support/internal/CodePageNumbers.h"
 #include "support/internal/ContentOf.h"
+#include "support/internal/Conversion.h"
 
 using dorvane::internal::appendExactly;
 using dorvane::internal::ByteSet;
 using dorvane::internal::contentOf;
+using dorvane::internal::Converted;
+using dorvane::internal::convertText;
 using dorvane::internal::isAscii;
 using dorvane::internal::kUtf8Page;
 
@@ -37,20 +39,17 @@ std::string_view textOf(const char* text) {
 }
 
 // Converts into an empty buffer, which has room for the longest result before the conversion
-// begins: a result of the converter's then speaks of characters, not of memory. False when memory
-// is exhausted.
+// begins. False when memory is exhausted.
 bool convert(std::string_view text, int fromPage, int toPage, DataBuffer& out, bool& exact) {
   const auto isNotAscii = [](char c) { return kNotAscii.contains(c); };
   const auto others = std::count_if(text.begin(), text.end(), isNotAscii);
   const std::uint64_t mostBytes = text.size() + std::uint64_t{3} * static_cast<std::size_t>(others);
   if (mostBytes > kMostBytes || !out.ensureBuffer(static_cast<unsigned int>(mostBytes)))
     return false;
-  EncodingConvert converter;
   LogNull log;
-  exact =
-      converter.EncConvert(fromPage, toPage, reinterpret_cast<const unsigned char*>(text.data()),
-                           static_cast<unsigned int>(text.size()), out, log);
-  return true;
+  const Converted result = convertText(fromPage, toPage, text, out, log);
+  exact = result == Converted::kExactly;
+  return result != Converted::kNoMemory;
 }
 
 // The UTF-8 form of one character.

@@ -1,6 +1,7 @@
-// Re-encoding of the whole content, all through EncodingConvert. Tested in
+// Re-encoding of the whole content, all through the converter. Tested in
 // tests/text/CodePagesTest.cpp.
 
+#include <algorithm>
 #include <climits>
 #include <cstdint>
 #include <string_view>
@@ -8,14 +9,16 @@
 #include "core/StringBuffer.h"
 #include "support/ContentCoding.h"
 #include "support/DataBuffer.h"
-#include "support/EncodingConvert.h"
 #include "support/LogNull.h"
 #include "support/Psdk.h"
 #include "support/XString.h"
 #include "support/internal/Ascii.h"
 #include "support/internal/CodePageNumbers.h"
+#include "support/internal/Conversion.h"
 #include "support/internal/Search.h"
 
+using dorvane::internal::Converted;
+using dorvane::internal::convertText;
 using dorvane::internal::findBytes;
 using dorvane::internal::isAscii;
 using dorvane::internal::kUsAsciiPage;
@@ -46,12 +49,15 @@ bool isSameInBoth(std::string_view text, int from, int to) {
   return from == kUsOemPage && extendsAscii && isAscii(text);
 }
 
+// There is room for the longest result before the conversion begins, so that no block with a part
+// of it is released.
 void toUtf16(std::string_view text, int page, DataBuffer& out) {
   out.clear();
-  EncodingConvert converter;
+  const std::uint64_t longest = std::uint64_t{2} * text.size();
+  if (!out.ensureBuffer(static_cast<unsigned int>(std::min<std::uint64_t>(longest, UINT_MAX))))
+    return;
   LogNull log;
-  converter.EncConvert(page, kUtf16LePage, reinterpret_cast<const unsigned char*>(text.data()),
-                       static_cast<unsigned int>(text.size()), out, log);
+  if (convertText(page, kUtf16LePage, text, out, log) == Converted::kNoMemory) out.clear();
 }
 
 bool holdsOneOf(std::string_view text, std::string_view a, std::string_view b) {
@@ -72,11 +78,10 @@ bool StringBuffer::convertEncoding(int fromCodePage, int toCodePage, LogBase& lo
 bool StringBuffer::reencode(int from, int to, LogBase& log) {
   DataBuffer out;
   out.setSecure(m_secure);
-  EncodingConvert converter;
-  const bool converted = converter.EncConvert(
-      from, to, reinterpret_cast<const unsigned char*>(m_data), contentSize(), out, log);
+  const Converted converted = convertText(from, to, content(), out, log);
+  if (converted == Converted::kNoMemory) return false;
   return replaceKeepingBlock({reinterpret_cast<const char*>(out.getData2()), out.getSize()}) &&
-         converted;
+         converted == Converted::kExactly;
 }
 
 void StringBuffer::reencode(int from, int to) {
@@ -106,11 +111,9 @@ void StringBuffer::cvAnsiToUtf8(LogBase& /*log*/) {
   const std::uint64_t wanted = std::uint64_t{contentSize()} + kRoomToGrow;
   // Only a saving: the converter makes room for what it appends.
   if (wanted <= UINT_MAX) out.ensureBuffer(static_cast<unsigned int>(wanted));
-  EncodingConvert converter;
   LogNull log;
-  converter.EncConvert(Psdk::getAnsiCodePage(), kUtf8Page,
-                       reinterpret_cast<const unsigned char*>(m_data), contentSize(), out, log);
-  if (out.appendChar(0)) takeFromDb(out);
+  const Converted converted = convertText(Psdk::getAnsiCodePage(), kUtf8Page, content(), out, log);
+  if (converted != Converted::kNoMemory && out.appendChar(0)) takeFromDb(out);
 }
 
 void StringBuffer::cvAnsiToUnicode(DataBuffer& out) const {
@@ -123,17 +126,17 @@ void StringBuffer::cvUtf8ToUnicode(DataBuffer& out) const { toUtf16(content(), k
 
 void StringBuffer::replaceCharUtf8(char from, char to) {
   if (from == '\0' || m_length == 0) return;
-  const bool isAsciiChar = static_cast<unsigned char>(from) < 0x80;
-  if (isAsciiChar && text().find(from) == std::string_view::npos) return;
+  const char character[] = {from, '\0'};
+  XString form;
+  if (!form.setFromAnsi(character) || findBytes(text(), form.getUtf8()) == nullptr) return;
   if (isAscii(content())) {
     replaceByte(from, to);
     return;
   }
   XString characters;
   characters.setSecure(m_secure);
-  if (!characters.appendUtf8N(m_data, contentSize()) || !characters.replaceChar(from, to)) return;
-  const std::string_view replaced(characters.getUtf8());
-  if (isAsciiChar || text() != replaced) replaceKeepingBlock(replaced);
+  if (characters.appendUtf8N(m_data, contentSize()) && characters.replaceChar(from, to))
+    replaceKeepingBlock(characters.getUtf8());
 }
 
 bool StringBuffer::qbDecode(LogBase& log) {

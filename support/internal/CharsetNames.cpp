@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "support/internal/Ascii.h"
+#include "support/internal/CodePageNumbers.h"
 
 namespace dorvane::internal {
 namespace {
@@ -185,6 +186,13 @@ int codePageOfCharset(std::string_view name) noexcept {
                                              });
   if (found == std::end(kNames) || isBefore(name, found->name)) return 0;
   return found->codePage;
+}
+
+bool leavesByteOrderOpen(std::string_view name) noexcept {
+  const int page = codePageOfCharset(name);
+  if (page != kUtf16LePage && page != kUtf32LePage) return false;
+  const std::string_view end = name.substr(name.size() - 2);
+  return isBefore(end, "le") || isBefore("le", end);
 }
 
 }  // namespace dorvane::internal

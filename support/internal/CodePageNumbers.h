@@ -7,6 +7,8 @@ namespace dorvane::internal {
 inline constexpr int kUtf8Page = 65001;
 inline constexpr int kUtf16LePage = 1200;
 inline constexpr int kUtf16BePage = 1201;
+inline constexpr int kUtf32LePage = 12000;
+inline constexpr int kUtf32BePage = 12001;
 inline constexpr int kUsAsciiPage = 20127;
 
 }  // namespace dorvane::internal

@@ -10,7 +10,6 @@
 #include "support/ByteSet.h"
 #include "support/ContentCoding.h"
 #include "support/DataBuffer.h"
-#include "support/EncodingConvert.h"
 #include "support/LogBase.h"
 #include "support/LogContextExitor.h"
 #include "support/LogNull.h"
@@ -20,6 +19,7 @@
 #include "support/internal/CharsetNames.h"
 #include "support/internal/CodePageNumbers.h"
 #include "support/internal/ContentOf.h"
+#include "support/internal/Conversion.h"
 #include "support/internal/DecodedBytes.h"
 
 using dorvane::internal::appendExactly;
@@ -27,10 +27,17 @@ using dorvane::internal::asciiLower;
 using dorvane::internal::ByteSet;
 using dorvane::internal::codePageOfCharset;
 using dorvane::internal::contentOf;
+using dorvane::internal::Converted;
+using dorvane::internal::convertText;
 using dorvane::internal::decodeBase64;
 using dorvane::internal::DecodedBytes;
 using dorvane::internal::hexDigitValue;
+using dorvane::internal::kUtf16BePage;
+using dorvane::internal::kUtf16LePage;
+using dorvane::internal::kUtf32BePage;
+using dorvane::internal::kUtf32LePage;
 using dorvane::internal::kUtf8Page;
+using dorvane::internal::leavesByteOrderOpen;
 using dorvane::internal::Misfits;
 
 namespace {
@@ -50,6 +57,7 @@ struct Word {
   std::size_t begin = 0;
   std::size_t end = 0;
   int page = 0;
+  bool orderIsOpen = false;  // a byte-order mark may tell another page
 };
 
 // Cuts the bytes of a set off the front of a text.
@@ -160,38 +168,58 @@ bool decodeBytes(const Word& word, DataBuffer& out) {
   return decodeBase64(word.encoded, out, ignored);
 }
 
-bool convertToUtf8(int page, const DataBuffer& bytes, DataBuffer& out) {
-  EncodingConvert converter;
+Converted convertToUtf8(int page, std::string_view bytes, DataBuffer& out) {
   LogNull log;
-  return converter.EncConvert(page, kUtf8Page, bytes.getData2(), bytes.getSize(), out, log);
+  return convertText(page, kUtf8Page, bytes, out, log);
+}
+
+// Cuts a byte-order mark off the front of a text in UTF-16 or UTF-32. Returns its page, or without
+// a mark the given one.
+int takeMark(int page, std::string_view& text) noexcept {
+  constexpr std::string_view kMark32Le("\xFF\xFE\0\0", 4);
+  constexpr std::string_view kMark32Be("\0\0\xFE\xFF", 4);
+  const bool is32 = page == kUtf32LePage;
+  if (skip(is32 ? kMark32Le : "\xFF\xFE", text)) return is32 ? kUtf32LePage : kUtf16LePage;
+  if (skip(is32 ? kMark32Be : "\xFE\xFF", text)) return is32 ? kUtf32BePage : kUtf16BePage;
+  return page;
 }
 
 // The code pages of the charsets in a text, which repeats few. A charset may be known although the
 // system lacks its converter.
 class KnownPages {
  public:
-  // The page of a charset, with or without a language behind it; 0 when there is none. The name
-  // stays where it is until the next call.
-  int find(std::string_view charset) {
-    if (charset != m_charset) {
-      m_charset = charset;
-      remember(codePageOfCharset(charset.substr(0, charset.find('*'))));
+  // Sets the page of a word; false when its charset, with or without a language behind it, has
+  // none. The name stays where it is until the next call.
+  bool find(Word& word) {
+    if (word.charset != m_charset) {
+      m_charset = word.charset;
+      const std::string_view name = m_charset.substr(0, m_charset.find('*'));
+      m_orderIsOpen = leavesByteOrderOpen(name);
+      remember(codePageOfCharset(name));
     }
-    return m_converts ? m_page : 0;
+    word.page = m_page;
+    word.orderIsOpen = m_orderIsOpen;
+    return m_converts;
   }
+
+  // True when there was no memory to tell whether the system has a converter.
+  bool outOfMemory() const noexcept { return m_outOfMemory; }
 
  private:
   void remember(int page) {
     if (page == m_page) return;
     m_page = page;
-    DataBuffer nothing;
     DataBuffer unused;
-    m_converts = page != 0 && convertToUtf8(page, nothing, unused);
+    const Converted tried = page == 0 ? Converted::kPassedThrough : convertToUtf8(page, {}, unused);
+    m_converts = tried == Converted::kExactly;
+    if (tried == Converted::kNoMemory) m_outOfMemory = true;
   }
 
   std::string_view m_charset;
   int m_page = 0;
+  bool m_orderIsOpen = false;
   bool m_converts = false;
+  bool m_outOfMemory = false;
 };
 
 class WordDecoder {
@@ -209,6 +237,7 @@ class WordDecoder {
         return false;
       }
     }
+    if (m_pages.outOfMemory()) return false;
     return !m_hasDecoded || copyUpTo(m_text.size());
   }
 
@@ -226,10 +255,7 @@ class WordDecoder {
     return at != std::string_view::npos;
   }
 
-  bool isDecodable(Word& word) {
-    word.page = m_pages.find(word.charset);
-    return word.page != 0 && isWellFormed(word);
-  }
+  bool isDecodable(Word& word) { return m_pages.find(word) && isWellFormed(word); }
 
   // Most texts get shorter, so that they grow no further.
   bool makeRoom() { return m_out.ensureBuffer(static_cast<unsigned int>(m_text.size())); }
@@ -260,7 +286,7 @@ class WordDecoder {
       if (!decodeBytes(word, bytes)) return false;
       m_at = word.end;
       goesOn = findAdjacent(word);
-    } while (goesOn && word.page == first.page);
+    } while (goesOn && word.page == first.page && word.orderIsOpen == first.orderIsOpen);
     return append(bytes, first);
   }
 
@@ -272,8 +298,7 @@ class WordDecoder {
     return true;
   }
 
-  // There is room for the longest result before the conversion begins: a result of the converter's
-  // then speaks of characters, not of memory.
+  // There is room for the longest result before the conversion begins.
   bool append(const DataBuffer& bytes, const Word& first) {
     constexpr std::uint64_t kMostBytes = 0xFFFFFFFFU;
     const std::uint64_t longest = std::uint64_t{3} * bytes.getSize();
@@ -281,7 +306,11 @@ class WordDecoder {
     utf8.setSecure(true);
     if (longest > kMostBytes || !utf8.ensureBuffer(static_cast<unsigned int>(longest)))
       return false;
-    if (!convertToUtf8(first.page, bytes, utf8)) m_faults.note(first.begin);
+    std::string_view text(reinterpret_cast<const char*>(bytes.getData2()), bytes.getSize());
+    const int page = first.orderIsOpen ? takeMark(first.page, text) : first.page;
+    const Converted result = convertToUtf8(page, text, utf8);
+    if (result == Converted::kNoMemory) return false;
+    if (result != Converted::kExactly) m_faults.note(first.begin);
     return m_out.append(utf8.getData2(), utf8.getSize());
   }
 

@@ -292,6 +292,29 @@ TEST(EncodedWords, JoinsAdjacentWords) {
   for (const Sample& sample : kAdjacent) expectDecoded(sample.text, sample.decoded);
 }
 
+// Byte-order marks (RFC 2781, section 4.3).
+constexpr Sample kByteOrders[] = {
+    {"=?utf-16?B?//5BAA==?=|=?utf-16?B?/v8AQQ==?=|=?utf-16?B?QQA=?=", "A|A|A"},
+    {"=?UTF-16*en?Q?=FF=FEA=00?=|=?utf-16?Q?=FE=FF=00A?=|=?utf-16?Q?A=00?=", "A|A|A"},
+    {"=?ucs-2?B?//5BAA==?=|=?ucs-2?B?/v8AQQ==?=|=?ucs-2?B?QQA=?=", "A|A|A"},
+    {"=?utf-32?B?//4AAEEAAAA=?=|=?utf-32?B?AAD+/wAAAEE=?=|=?utf-32?B?QQAAAA==?=", "A|A|A"},
+    // One mark for all words that are joined, wherever it is split.
+    {"=?utf-16?B?/v8AQQ==?= =?utf-16?B?AEI=?=", "AB"},
+    {"=?utf-16?Q?=FE?= =?utf-16?Q?=FF=00A?=", "A"},
+    {"=?utf-16?B?/v8AQQ==?= x =?utf-16?B?QQA=?=", "A x A"},
+    {"=?utf-16?B?/v8AQQ==?= =?utf-16le?B?QQA=?=", "AA"},
+    {"=?utf-16le?B?QQA=?= =?utf-16?B?/v8AQQ==?=", "AA"},
+    {"=?utf-16?B?/v8=?=|=?utf-16?B?//4=?=", "|"},
+    // A mark that is none: behind the first character, and where the name tells the order.
+    {"=?utf-16?B?/v8AQf7/?=", "A\uFEFF"},
+    {"=?utf-16be?B?/v8AQQ==?=|=?utf-16le?B?//5BAA==?=", "\uFEFFA|\uFEFFA"},
+    {"=?utf-32be?B?AAD+/wAAAEE=?=|=?utf-8?Q?=EF=BB=BFA?=", "\uFEFFA|\uFEFFA"},
+};
+
+TEST(EncodedWords, ObeysAByteOrderMarkWhereTheNameLeavesItOpen) {
+  for (const Sample& sample : kByteOrders) expectDecoded(sample.text, sample.decoded);
+}
+
 TEST(EncodedWords, CharactersAreNotJoinedAcrossCharsetsOrText) {
   expectFaults("=?utf-8?Q?=C3?= =?iso-8859-1?Q?=A9?=", "\uFFFD\u00a9", "1", "0");
   expectFaults("=?utf-8?Q?=C3?= x =?utf-8?Q?=A9?=", "\uFFFD x \uFFFD", "2", "0");

@@ -534,6 +534,28 @@ TEST(ReplaceCharUtf8, BesideSequencesTheTextEndsAtItsFirstNul) {
                  202);
 }
 
+// The same in ASCII text and beside sequences, for characters of one byte and of more.
+TEST(ReplaceCharUtf8, WhatStandsOnlyBehindANulDoesNotOccur) {
+  const Pages pages(1252, 437);
+  expectReplaces({{"a\0/"s, '/', '|', "a\0/"s},
+                  {"\0/"s, '/', '|', "\0/"s},
+                  {"\xC3\xA9\0/"s, '/', '|', "\xC3\xA9\0/"s},
+                  {"a\0\xC3\xA9"s, '\xE9', '|', "a\0\xC3\xA9"s},
+                  {"\xC3\xBC\0\xC3\xA9"s, '\xE9', '|', "\xC3\xBC\0\xC3\xA9"s},
+                  {"ascii\0x"s, '\xE9', '|', "ascii\0x"s}},
+                 17);
+}
+
+TEST(ReplaceCharUtf8, ACharacterThatOccursIsReplacedEvenByItself) {
+  const Pages pages(1252, 437);
+  expectReplaces({{"\xC3\xA9/\0zz"s, '/', '/', "\xC3\xA9/"},
+                  {"\xC3\xA9/\0zz"s, '\xE9', '\xE9', "\xC3\xA9/"},
+                  {"\xC3\xA9/", '/', '/', "\xC3\xA9/"},
+                  {"\xC3\xA9/", '\xE9', '\xE9', "\xC3\xA9/"}},
+                 202);
+  expectReplaces({{"a/\0zz"s, '/', '/', "a/\0zz"s}, {"/\0/"s, '/', '|', "|\0|"s}}, 17);
+}
+
 TEST(ReplaceCharUtf8, EveryAsciiCharacter) {
   for (int c = 1; c < 128; ++c) {
     const std::string ch(1, static_cast<char>(c));
@@ -665,13 +687,8 @@ TEST(QbDecode, TheLengthBoundsTheText) {
 
 // --- Exhausted memory ----------------------------------------------------------------------------
 
-bool startsWith(const std::string& text, const std::string& prefix) {
-  return text.compare(0, prefix.size(), prefix) == 0;
-}
-
-// What the converter had made is taken over; when that does not fit, or nothing was made, the
-// content stays.
-TEST(CodePages, ExhaustedMemoryLeavesTheContentOrTheConvertersOutput) {
+// What the converter made of the whole text is taken over, and nothing less.
+TEST(CodePages, ExhaustedMemoryLeavesTheContentOrConvertsAll) {
   const Pages pages(1252, 437);
   for (const std::size_t size : {60U, 3000U}) {
     const std::string content = std::string(size, '\xE9') + "z";
@@ -679,7 +696,7 @@ TEST(CodePages, ExhaustedMemoryLeavesTheContentOrTheConvertersOutput) {
       const std::string full = reference::converted(1252, to, content).bytes;
       const auto told = [&](const std::string& result, const std::string& left) {
         if (result == "true") return left == full;
-        return left == content || startsWith(full, left);
+        return left == content || (result.empty() && left == full);
       };
       harness::expectSurvivesFailures(converting(1252, to), content, {}, told);
       harness::expectSurvivesFailures(reencoders(to)[2], content, {}, told);
@@ -716,7 +733,7 @@ TEST(CodePages, WhenTheBufferCannotGrowTheOldTextStays) {
 }
 
 // Room for the NUL is there before the old text is given up.
-TEST(CvAnsiToUtf8, ExhaustedMemoryLeavesTheContentOrTheConvertersOutput) {
+TEST(CvAnsiToUtf8, ExhaustedMemoryLeavesTheContentOrConvertsAll) {
   const Pages pages(1252, 437);
   LogNull log;
   const Operation member = withoutResult(
@@ -727,7 +744,7 @@ TEST(CvAnsiToUtf8, ExhaustedMemoryLeavesTheContentOrTheConvertersOutput) {
       const std::string full = reference::converted(1252, kUtf8, content).bytes;
       harness::expectSurvivesFailures(member, content, {},
                                       [&](const std::string&, const std::string& left) {
-                                        return left == content || startsWith(full, left);
+                                        return left == content || left == full;
                                       });
     }
   }
@@ -741,18 +758,21 @@ TEST(CvAnsiToUtf8, WhenThereIsNoRoomForTheNulTheContentStays) {
   StringBuffer buffer(content.c_str());
   const harness::FailAllocation fail(2);
   buffer.cvAnsiToUtf8(log);
-  EXPECT_TRUE(
-      holds(buffer, fail.fired() ? content : reference::converted(1252, kUtf8, content).bytes));
+  EXPECT_TRUE(fail.fired());
+  EXPECT_TRUE(holds(buffer, content));
 }
 
-TEST(CvToUnicode, ExhaustedMemoryLeavesAPrefixOfTheResult) {
+TEST(CvToUnicode, ExhaustedMemoryLeavesNothingOrTheResult) {
   StringBuffer buffer(std::string(300, 'x').c_str());
   const std::string full = reference::converted(kUtf8, kUtf16Le, bytesOf(buffer)).bytes;
   std::unique_ptr<DataBuffer> out;
   const long live = harness::liveBlocks();
   harness::failEveryAllocation([&] { out = std::make_unique<DataBuffer>(); },
                                [&] { buffer.cvUtf8ToUnicode(*out); },
-                               [&] { EXPECT_TRUE(startsWith(full, reference::bytesOf(*out))); });
+                               [&] {
+                                 const std::string left = reference::bytesOf(*out);
+                                 EXPECT_TRUE(left.empty() || left == full);
+                               });
   out.reset();
   EXPECT_EQ(harness::liveBlocks(), live);
   EXPECT_TRUE(holds(buffer, std::string(300, 'x')));
@@ -831,6 +851,26 @@ TEST(CvToUnicode, ASecureOutputWipesWhatItReleases) {
               buffer.cvAnsiToUnicode(out);
             }),
             0);
+}
+
+// The output keeps the result; on the way to it, though, nothing is left behind.
+TEST(CvToUnicode, APlainOutputReleasesNoPartOfASecret) {
+  const Pages pages(932, 437);
+  for (const std::string& character : {"s"s, "\xE3\x82\xBD"s, "\xF0\x9F\x98\x80"s, "\xFF"s}) {
+    std::string secret;
+    for (int i = 0; i < 3000; ++i) secret += character;
+    StringBuffer buffer(secret.c_str());
+    buffer.setSecureBuf(true);
+    DataBuffer fromUtf8;
+    DataBuffer fromAnsi;
+    EXPECT_EQ(harness::dirtyReleases([&] {
+                buffer.cvUtf8ToUnicode(fromUtf8);
+                buffer.cvAnsiToUnicode(fromAnsi);
+              }),
+              0);
+    EXPECT_EQ(reference::bytesOf(fromUtf8), reference::converted(kUtf8, kUtf16Le, secret).bytes);
+    EXPECT_EQ(reference::bytesOf(fromAnsi), reference::converted(932, kUtf16Le, secret).bytes);
+  }
 }
 
 // --- Hostile sizes -------------------------------------------------------------------------------

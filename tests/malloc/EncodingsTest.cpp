@@ -1,0 +1,190 @@
+// Conversions by the C library, which allocates with malloc what operator new does not see.
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <functional>
+#include <string_view>
+
+#include "core/StringBuffer.h"
+#include "harness/BufferState.h"
+#include "malloc/FailMalloc.h"
+#include "support/ContentCoding.h"
+#include "support/LogBase.h"
+#include "support/LogNull.h"
+#include "support/Psdk.h"
+#include "support/XString.h"
+
+namespace {
+
+using harness::bytesOf;
+using harness::FailMalloc;
+
+// Counts the errors and keeps the last, without an allocation.
+class CountingLog : public LogBase {
+ public:
+  void LogError(const char* text) override {
+    ++m_count;
+    std::strncpy(m_last, text, sizeof m_last - 1);
+  }
+  void LogData(const char*, const char*) override {}
+
+  bool isEmpty() const { return m_count == 0; }
+  bool saysOnlyOutOfMemory() const {
+    return m_count == 1 && std::string_view(m_last) == "Out of memory";
+  }
+
+ private:
+  int m_count = 0;
+  char m_last[200] = {};
+};
+
+enum ExitCode { kFired, kNotFired, kWrong };
+
+// Runs `body` with the k-th allocation failing, then `check`, in a process of its own, in which the
+// C library has loaded nothing yet.
+ExitCode inNewProcess(long k, FailMalloc::Mode mode, const std::function<void()>& body,
+                      const std::function<void()>& check) {
+  std::fflush(nullptr);
+  const pid_t child = ::fork();
+  if (child == 0) {
+    FailMalloc fail(k, mode);
+    body();
+    const bool fired = fail.stop();
+    check();
+    std::fflush(nullptr);
+    ::_exit(testing::Test::HasFailure() ? kWrong : fired ? kFired : kNotFired);
+  }
+  int status = 0;
+  EXPECT_EQ(::waitpid(child, &status, 0), child);
+  return WIFEXITED(status) ? static_cast<ExitCode>(WEXITSTATUS(status)) : kWrong;
+}
+
+// With each allocation failing in turn, once and from then on, until none fails. Every run begins
+// with the objects as they are now.
+void expectSurvives(const std::function<void()>& body, const std::function<void()>& check) {
+  for (const auto mode : {FailMalloc::kOnce, FailMalloc::kFromThenOn}) {
+    ExitCode code = kFired;
+    long k = 0;
+    while (code == kFired) code = inNewProcess(++k, mode, body, check);
+    ASSERT_EQ(code, kNotFired) << "allocation " << k << ", mode " << mode;
+    EXPECT_GT(k, 5) << "the C library allocates, too";
+  }
+}
+
+bool decode(StringBuffer& text, LogBase& log) {
+  ContentCoding coding;
+  return coding.QB_DecodeToUtf8(text, log);
+}
+
+// Each needs other libraries: the loader of glibc 2.36 does not recover when memory is exhausted
+// while it needs one a second time.
+constexpr struct {
+  const char* text;
+  const char* decoded;
+} kWords[] = {
+    {"x =?iso-2022-jp?B?GyRCRnxLXBsoQg==?= y =?utf-8?Q?abc?= =?shift_jis?B?k/qWew==?= z",
+     "x \u65e5\u672c y abc\u65e5\u672c z"},
+    {"=?gb18030?B?xOO6ww==?= and so on, until it is long enough to stand in a block of the heap",
+     "\u4f60\u597d and so on, until it is long enough to stand in a block of the heap"},
+};
+
+TEST(EncodedWordsWithoutMalloc, AllAreDecodedOrNothingChanges) {
+  for (const auto& words : kWords) {
+    StringBuffer text(words.text);
+    CountingLog log;
+    bool done = false;
+    expectSurvives([&] { done = decode(text, log); },
+                   [&] {
+                     EXPECT_EQ(bytesOf(text), done ? words.decoded : words.text);
+                     EXPECT_TRUE(done ? log.isEmpty() : log.saysOnlyOutOfMemory());
+                   });
+  }
+}
+
+TEST(EncodedWordsWithoutMalloc, AFailureIsNotRemembered) {
+  StringBuffer text(kWords[0].text);
+  LogNull log;
+  expectSurvives([&] { decode(text, log); },
+                 [&] {
+                   decode(text, log);
+                   EXPECT_EQ(bytesOf(text), kWords[0].decoded);
+                 });
+}
+
+TEST(ConvertEncodingWithoutMalloc, ConvertsOrNothingChanges) {
+  const struct {
+    int from;
+    int to;
+    const char* text;
+    const char* converted;
+  } cases[] = {
+      {65001, 932, "ab\u65e5cd", "ab\x93\xFA\x63\x64"},
+      {932, 65001, "ab\x93\xFA\x63\x64", "ab\u65e5cd"},
+      {50221, 65001, "\x1B(I1\x1B(B", "\uFF71"},
+      {932, 54936, "\x93\xFA", "\xC8\xD5"},
+  };
+  for (const auto& c : cases) {
+    StringBuffer text(c.text);
+    CountingLog log;
+    bool done = false;
+    expectSurvives([&] { done = text.convertEncoding(c.from, c.to, log); },
+                   [&] {
+                     EXPECT_EQ(bytesOf(text), done ? c.converted : c.text);
+                     EXPECT_TRUE(done || log.isEmpty() || log.saysOnlyOutOfMemory());
+                   });
+  }
+}
+
+// The program's ANSI page while it lives.
+class AnsiPage {
+ public:
+  explicit AnsiPage(int page) { Psdk::setAnsiCodePage(page); }
+  ~AnsiPage() { Psdk::setAnsiCodePage(0); }
+  AnsiPage(const AnsiPage&) = delete;
+  AnsiPage& operator=(const AnsiPage&) = delete;
+};
+
+TEST(CvAnsiToUtf8WithoutMalloc, ConvertsOrNothingChanges) {
+  const AnsiPage page(932);
+  StringBuffer text("ab\x93\xFA");
+  LogNull log;
+  expectSurvives(
+      [&] { text.cvAnsiToUtf8(log); },
+      [&] { EXPECT_TRUE(bytesOf(text) == "ab\u65e5" || bytesOf(text) == "ab\x93\xFA"); });
+}
+
+TEST(XStringWithoutMalloc, TheAnsiFormIsMadeWhenMemoryIsBack) {
+  const AnsiPage page(932);
+  XString string;
+  ASSERT_TRUE(string.setFromUtf8("/d/\u65e5"));
+  const char* first = nullptr;
+  expectSurvives([&] { first = string.getAnsi(); },
+                 [&] {
+                   EXPECT_TRUE(*first == '\0' || std::string_view(first) == "/d/\x93\xFA");
+                   EXPECT_STREQ(string.getAnsi(), "/d/\x93\xFA");
+                 });
+}
+
+TEST(XStringWithoutMalloc, AnAnsiTextIsTakenOrTheContentIsEmpty) {
+  const AnsiPage page(932);
+  XString string;
+  ASSERT_TRUE(string.setFromUtf8("before"));
+  bool done = false;
+  expectSurvives([&] { done = string.setFromAnsi("/d/\x93\xFA"); },
+                 [&] { EXPECT_STREQ(string.getUtf8(), done ? "/d/\u65e5" : ""); });
+}
+
+TEST(XStringWithoutMalloc, CharactersAreReplacedOrNothingChanges) {
+  const AnsiPage page(932);
+  XString string;
+  ASSERT_TRUE(string.setFromUtf8("/d/\uff71"));
+  bool done = false;
+  expectSurvives([&] { done = string.replaceChar('\xB1', '\xB2'); },
+                 [&] { EXPECT_STREQ(string.getUtf8(), done ? "/d/\uff72" : "/d/\uff71"); });
+}
+
+}  // namespace
