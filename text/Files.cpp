@@ -96,7 +96,7 @@ void StringBuffer::decodeByteOrderMark() {
   else if (startsWith(all, "\xFF\xFE"))
     reencode(kUtf16LePage, kUtf8Page, log);
   else if (all.size() >= 4 && startsWith(all, "\xEF\xBB\xBF"))
-    replaceKeepingBlock(all.substr(3));
+    replaceByPieces({all.substr(3)});
 }
 
 bool StringBuffer::loadFromFileAnsi(const char* path, LogBase* log) {

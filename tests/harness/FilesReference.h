@@ -29,6 +29,8 @@ inline void loadFile(ModelBuffer& buffer, const std::string& file) {
   buffer.bytes += file;
   const std::string decoded = withoutMark(buffer.bytes);
   if (decoded == buffer.bytes) return;
+  // The mark of UTF-8 goes with a clear(), which gives the block up; the others with a weakClear().
+  if (beginsWith(buffer.bytes, "\xEF\xBB\xBF")) buffer.capacity = 0;
   buffer.bytes.clear();
   buffer.extendSize = 202;
   buffer.appendN(decoded);
