@@ -1,6 +1,7 @@
 // Lifts the two-byte runs of ISO-2022-JP text (RFC 1468) out of a text and puts them back. Tested
 // in tests/text/Iso2022Test.cpp.
 
+#include <algorithm>
 #include <cstring>
 #include <string_view>
 
@@ -22,7 +23,6 @@ namespace {
 // JIS X 0208 begins, and ASCII again.
 constexpr std::string_view kOpen = "\x1B$B";
 constexpr std::string_view kClose = "\x1B(B";
-constexpr std::size_t kLongestPlaceholder = sizeof PlaceholderIndex::kMarker + 10;
 
 std::size_t offsetIn(std::string_view text, const char* match) {
   return match == nullptr ? text.size() : static_cast<std::size_t>(match - text.data());
@@ -34,14 +34,20 @@ std::size_t runSize(std::string_view text) {
   return close == nullptr ? text.size() : offsetIn(text, close) + kClose.size();
 }
 
-std::size_t countRuns(std::string_view text) {
-  std::size_t count = 0;
+// The longest that the result is when it stops at some run, which then stays with what is behind
+// it.
+std::size_t longestResult(std::string_view text) {
+  std::size_t size = text.size();
+  std::size_t longest = size;
+  unsigned int number = 0;
   while (const char* const open = findBytes(text, kOpen)) {
     text.remove_prefix(offsetIn(text, open));
-    text.remove_prefix(runSize(text));
-    ++count;
+    const std::size_t run = runSize(text);
+    text.remove_prefix(run);
+    size = size - run + PlaceholderIndex::sizeOf(++number);
+    longest = std::max(longest, size);
   }
-  return count;
+  return longest;
 }
 
 // The slot is reserved first, so that a run is never taken out of the text and then lost.
@@ -68,7 +74,7 @@ void StringBuffer::iso2022Replace(ExtPtrArray& runs) {
   StringBuffer out;
   out.m_secure = m_secure;
   // With room for every placeholder no text is lost when memory is exhausted later.
-  if (!out.makeRoom(rest.size() + countRuns(rest) * kLongestPlaceholder)) return;
+  if (!out.makeRoom(longestResult(rest))) return;
   for (int number = 1; !rest.empty(); ++number) {
     const std::size_t before = offsetIn(rest, findBytes(rest, kOpen));
     out.appendBytes(rest.substr(0, before));

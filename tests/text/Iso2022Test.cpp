@@ -587,6 +587,28 @@ TEST(Iso2022Replace, WhenARunCannotBeSavedItAndTheRestOfTheTextStay) {
   EXPECT_TRUE(HasFailure() || harness::liveBlocks() == live);
 }
 
+// Room is made once, for the longest text that may be left at any run.
+TEST(Iso2022Replace, AsksForNoMoreThanItMayNeed) {
+  const struct {
+    std::string content;
+    std::size_t longest;
+  } cases[] = {
+      {std::string(100, 'x') + run(std::string(94, 'r')), 200},  // shorter afterwards
+      {std::string(200, 'x') + run(""), 212},                    // longer afterwards
+      {std::string(200, 'x') + run("") + run("") + run(std::string(94, 'r')), 312 + 12},
+      {std::string(200, 'x') + run(std::string(94, 'r')) + run(""), 306},
+  };
+  for (const auto& c : cases) {
+    ExtPtrArray runs;
+    StringBuffer buffer(c.content.c_str());
+    buffer.expectNumBytes(1000);
+    bool found = false;
+    for (const std::string& block : harness::releasedBy([&] { buffer.iso2022Replace(runs); }))
+      found = found || block.size() == c.longest + 203;
+    EXPECT_TRUE(found) << c.longest;
+  }
+}
+
 // A restoring step either takes place, or loses what did not fit, or the text stays.
 TEST(Iso2022Restore, ExhaustedMemoryCorruptsNothing) {
   const std::string content =

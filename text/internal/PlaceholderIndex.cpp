@@ -15,12 +15,6 @@ constexpr std::string_view kMarkerText = PlaceholderIndex::kMarker;
 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
-std::size_t placeholderSize(unsigned int number) {
-  std::size_t size = kMarkerText.size() + 1;
-  for (; number > 9; number /= 10) ++size;
-  return size;
-}
-
 // True when a placeholder may begin at the start of `text` and not be complete at its end.
 bool isOpenPlaceholder(std::string_view text) {
   if (text.size() <= kMarkerText.size()) return text == kMarkerText.substr(0, text.size());
@@ -29,6 +23,12 @@ bool isOpenPlaceholder(std::string_view text) {
 }
 
 }  // namespace
+
+std::size_t PlaceholderIndex::sizeOf(unsigned int number) {
+  std::size_t size = kMarkerText.size() + 1;
+  for (; number > 9; number /= 10) ++size;
+  return size;
+}
 
 PlaceholderIndex::PlaceholderIndex(std::string_view text, unsigned int first, unsigned int last)
     : m_first(first),
@@ -158,7 +158,7 @@ PlaceholderIndex::Put PlaceholderIndex::put(unsigned int number, std::string_vie
                                             std::size_t room) {
   const unsigned int place = firstPlaceOf(number);
   if (place == kNone) return Put::kDone;
-  const std::size_t size = m_size - placeholderSize(number) + text.size();
+  const std::size_t size = m_size - sizeOf(number) + text.size();
   if (size >= room || !isSealed(text)) return Put::kRefused;
   const unsigned int filler = pieceOf(number);
   m_pieces[filler].text = text;
@@ -208,7 +208,7 @@ void PlaceholderIndex::write(char* out) const {
     } else {
       if (piece == 0) return;
       place = m_pieces[piece].place;
-      from = m_places[place].digits - kMarkerText.size() + placeholderSize(m_first + piece - 1);
+      from = m_places[place].digits - kMarkerText.size() + sizeOf(m_first + piece - 1);
       piece = m_places[place++].piece;
     }
   }

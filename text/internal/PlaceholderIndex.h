@@ -11,12 +11,20 @@ namespace dorvane::internal {
 /// by number, each in place of the first occurrence there is by then. The result is the same as
 /// replacing them one by one, but no byte is moved before write().
 ///
+/// It is for hostile mail: a text of a megabyte with ten thousand short runs, where every
+/// replacement would search from the start and move the rest of the text; runs that hold the
+/// placeholders of the runs behind them, however deep; and long digits behind one marker, which
+/// every number tries. All of this takes linear time but for a logarithm.
+///
 /// The texts form a tree: one that was put in may hold the placeholders of later numbers. An
 /// occurrence with several digits may serve several numbers ("DV_ISO2022_12" serves 1, then 12). It
 /// waits in the list of the next number that it can serve, and moves on when another one is taken.
 class PlaceholderIndex {
  public:
   static constexpr char kMarker[] = "DV_ISO2022_";
+
+  /// Size of the placeholder of a number.
+  static std::size_t sizeOf(unsigned int number);
 
   /// For the numbers from `first`, at least 1, to `last`. `text` outlives the index.
   PlaceholderIndex(std::string_view text, unsigned int first, unsigned int last);
