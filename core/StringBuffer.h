@@ -1082,14 +1082,16 @@ class StringBuffer : public NonRefCountedObj {
   /// @name Code pages (text/CodePages.cpp)
   ///
   /// Re-encode the whole content through EncodingConvert, which names the pages it knows. A failed
-  /// conversion leaves what the converter made of the text, substitutions included. Zeros at the
-  /// end of the result are dropped, as by appendN(). The ANSI and the OEM page are those of Psdk.
+  /// conversion leaves what the converter made of the text, substitutions included; when memory is
+  /// exhausted the old text stays. Zeros at the end of the result are dropped, as by appendN(). The
+  /// ANSI and the OEM page are those of Psdk.
   /// @{
 
   /// From one page to another. True, with nothing changed, when the pages are the same, one is 0 or
   /// the buffer is empty. Deliberate: ASCII (20127) to a page that extends it changes nothing and
   /// looks at no byte, while 437 to 1252, 65001 or 28591 changes nothing only when all bytes are
-  /// ASCII.
+  /// ASCII. A result that does not fit in the buffer leaves the old text, with false and without an
+  /// error in the log.
   bool convertEncoding(int fromCodePage, int toCodePage, LogBase& log);
 
   /// From the ANSI page to UTF-8. Deliberate: nothing is logged, and zeros at the end stay.
@@ -1111,6 +1113,7 @@ class StringBuffer : public NonRefCountedObj {
   void convertFromOem(int toCodePage);
 
   /// Replaces the content of `out` by the content in UTF-16, little-endian, read in the ANSI page.
+  /// `out` is empty when memory is exhausted, and it is wiped only if it is secure itself.
   void cvAnsiToUnicode(DataBuffer& out) const;
 
   /// As cvAnsiToUnicode(), read as UTF-8.
@@ -1118,9 +1121,10 @@ class StringBuffer : public NonRefCountedObj {
 
   /// Replaces a character of UTF-8 text by another; bytes inside multi-byte sequences are never
   /// touched. A `from` or `to` of 0x80 and above names the character of the ANSI page. Nothing
-  /// happens when `from` is NUL or does not occur. In text that is not all ASCII, what stands
-  /// behind an embedded NUL is dropped. Deliberate: in text that is all ASCII the byte `to` is
-  /// stored as it is.
+  /// happens when `from` is NUL or does not occur in the text, up to the first NUL. Otherwise, in a
+  /// content that is not all ASCII, what stands behind an embedded NUL is dropped, even when `from`
+  /// and `to` are the same. Deliberate: in a content that is all ASCII the byte `to` is stored as
+  /// it is, behind a NUL too.
   void replaceCharUtf8(char from, char to);
 
   /// Decodes MIME encoded words (RFC 2047) to UTF-8; always true. Words that cannot be decoded
@@ -1140,8 +1144,9 @@ class StringBuffer : public NonRefCountedObj {
   void iso2022Replace(ExtPtrArray& runs);
 
   /// Puts the runs back, each in the place of the first placeholder of its number; elements that
-  /// are null or have no placeholder are left alone. The elements must be buffers. Linear in the
-  /// text and the runs, but for runs that join with what stands beside them.
+  /// are null or have no placeholder are left alone. The elements must be buffers. When the buffer
+  /// cannot grow for a run, the run or the text behind its placeholder is missing afterwards.
+  /// Linear in the text and the runs, but for runs that join with what stands beside them.
   void iso2022Restore(ExtPtrArray& runs);
 
   /// @}
@@ -1153,14 +1158,19 @@ class StringBuffer : public NonRefCountedObj {
   /// Appends a whole file. Then looks at the first bytes of the content: UTF-16 with a byte-order
   /// mark becomes UTF-8 (the mark with it), and the mark of UTF-8 is removed. Deliberate: earlier
   /// content is looked at too, and a content of exactly the three bytes of the mark stays. On
-  /// failure the content stays, with false; an empty file is a success. Files of 4 GiB and more,
-  /// and what is no regular file with a known size, are refused.
+  /// failure the content stays, with false; an empty file is a success. Files of 4294967295 bytes
+  /// and more, and what is no regular file with a known size, are refused. Deliberate: true says
+  /// that the bytes were read, not how their decoding went: U+FFFD stands for malformed UTF-16, and
+  /// when memory is exhausted then, the bytes stay as they were read, mark included.
   bool loadFromFile(XString& path, LogBase* log);
 
   /// As loadFromFile(), the path in the ANSI page.
   bool loadFromFileAnsi(const char* path, LogBase* log);
 
-  /// A new buffer, the caller's, that holds a file as loadFromFile() loads it; null on failure.
+  /// A new buffer, the caller's, that holds a file as loadFromFile() loads it; null on failure. A
+  /// file of more than 4294967095 bytes is refused before it is opened, with the error "File too
+  /// large to hold in memory". Deliberate: with a full stop behind it the same error says that
+  /// there was no memory for the buffer.
   static StringBuffer* createFromFile(XString& path, LogBase* log);
 
   /// As createFromFile(); nothing is recorded when the file does not exist.
