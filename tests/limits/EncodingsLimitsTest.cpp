@@ -65,12 +65,12 @@ TEST(AwsCanonicalAtTheLimit, AFormThatCannotFitChangesNothing) {
 TEST(AwsCanonicalAtTheLimit, TheBlockIsExactWhereTheAddedBytesDoNotFitTwice) {
   constexpr unsigned int kSpaces = 1000;
   constexpr unsigned int kAdded = 2 * kSpaces;
-  for (const unsigned int capacity : kSizes) {
+  for (const unsigned int capacity : {kMost, kMost + 1, kMost + 2}) {
     const unsigned int size = capacity - 4 - kAdded;
     StringBuffer buffer((std::string(size - 3 * kSpaces, 'a') + std::string(kSpaces, ' ')).c_str());
     EXPECT_TRUE(buffer.awsNormalizeQueryParams());
     EXPECT_EQ(buffer.getSize(), size);
-    EXPECT_EQ(buffer.heapUsage(), capacity <= kMost ? capacity : size + 1);
+    EXPECT_EQ(buffer.heapUsage(), capacity <= kMost + 1 ? capacity : size + 1);
   }
 }
 
