@@ -203,7 +203,7 @@ bool isOpen(iconv_t converter) noexcept { return reinterpret_cast<std::intptr_t>
 // glibc says of some allocations that fail inside it the same as of a name that it does not know.
 // Asked again it says that there is no memory, or it succeeds.
 iconv_t openLookingTwice(const char* to, const char* from) noexcept {
-  const iconv_t opened = iconv_open(to, from);
+  iconv_t opened = iconv_open(to, from);
   return isOpen(opened) || errno != EINVAL ? opened : iconv_open(to, from);
 }
 
@@ -214,8 +214,7 @@ void openConverter(CodePage& page, Direction direction) noexcept {
   for (const char* const name : page.system->names) {
     if (name == nullptr) return;
     if (name == kJapaneseDecoder && !decodes) continue;
-    const iconv_t opened =
-        openLookingTwice(decodes ? kCodePoints : name, decodes ? name : kCodePoints);
+    iconv_t opened = openLookingTwice(decodes ? kCodePoints : name, decodes ? name : kCodePoints);
     if (isOpen(opened)) {
       page.converter.reset(opened);
       page.state = PageState::kReady;
