@@ -4,7 +4,6 @@
 
 #include "core/StringBuffer.h"
 #include "harness/BufferState.h"
-#include "harness/ModelBuffer.h"
 
 // Fields and markup at the longest content, which is 1 MiB in this build.
 #ifndef DORVANE_TEXT_MAX_CONTENT
