@@ -1,9 +1,8 @@
 #ifndef DORVANE_TESTS_HARNESS_LIVENESSMARKS_H
 #define DORVANE_TESTS_HARNESS_LIVENESSMARKS_H
 
-#include <cstring>
-
 #include "core/StringBuffer.h"
+#include "harness/StorageLayout.h"
 
 // A buffer is known to be alive by the validity word of its base and by a marker byte of its
 // own. The classes here break one of the two while they live, so that a test can hand over a
@@ -12,42 +11,28 @@ namespace harness {
 
 class BrokenValidityWord {
  public:
-  explicit BrokenValidityWord(NonRefCountedObj& object)
-      : m_word(reinterpret_cast<unsigned char*>(&object)) {
-    unsigned int value = 0;
-    while (std::memcpy(&value, m_word, sizeof value), value != NonRefCountedObj::kLiveWord)
-      m_word += sizeof value;
-    flip();
-  }
+  explicit BrokenValidityWord(NonRefCountedObj& object) : m_object(object) { flip(); }
   ~BrokenValidityWord() { flip(); }
   BrokenValidityWord(const BrokenValidityWord&) = delete;
   BrokenValidityWord& operator=(const BrokenValidityWord&) = delete;
 
  private:
-  void flip() { m_word[0] = static_cast<unsigned char>(m_word[0] ^ 0xFFU); }
+  void flip() { flipValidityWord(m_object); }
 
-  unsigned char* m_word;
+  NonRefCountedObj& m_object;
 };
 
 class BrokenMarker {
  public:
-  explicit BrokenMarker(StringBuffer& buffer)
-      : m_marker(reinterpret_cast<unsigned char*>(&buffer)) {
-    for (;; ++m_marker) {
-      if (*m_marker != 0xAA) continue;
-      flip();
-      if (!buffer.isValidObject()) return;
-      flip();
-    }
-  }
+  explicit BrokenMarker(StringBuffer& buffer) : m_buffer(buffer) { flip(); }
   ~BrokenMarker() { flip(); }
   BrokenMarker(const BrokenMarker&) = delete;
   BrokenMarker& operator=(const BrokenMarker&) = delete;
 
  private:
-  void flip() { *m_marker = static_cast<unsigned char>(*m_marker ^ 0xFFU); }
+  void flip() { flipMarker(m_buffer); }
 
-  unsigned char* m_marker;
+  StringBuffer& m_buffer;
 };
 
 }  // namespace harness

@@ -105,7 +105,7 @@ inline void flipMarker(StringBuffer& buffer) {
   flipByte(&buffer, at.offsetOf(at.magic));
 }
 
-inline void flipValidityWord(StringBuffer& buffer) { flipByte(&buffer, validityWordOffset()); }
+inline void flipValidityWord(NonRefCountedObj& object) { flipByte(&object, validityWordOffset()); }
 
 }  // namespace harness
 
