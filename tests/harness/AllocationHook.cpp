@@ -5,14 +5,12 @@
 #include <new>
 #include <utility>
 
+#include "harness/FailingAllocation.h"
+
 namespace {
 
 struct HookState {
-  long failAt = 0;
-  bool persistent = false;
-  bool active = false;
-  bool fired = false;
-  long seen = 0;
+  harness::FailingAllocation failing;
   long live = 0;
   harness::WatchReleases::Callback* callback = nullptr;
 };
@@ -24,18 +22,8 @@ constexpr std::size_t kHeader = alignof(std::max_align_t) > sizeof(std::size_t)
                                     ? alignof(std::max_align_t)
                                     : sizeof(std::size_t);
 
-bool mustFail() {
-  HookState& hook = t_hook;
-  if (!hook.active) return false;
-  ++hook.seen;
-  const bool fail =
-      hook.failAt != 0 && (hook.persistent ? hook.seen >= hook.failAt : hook.seen == hook.failAt);
-  hook.fired = hook.fired || fail;
-  return fail;
-}
-
 void* allocate(std::size_t size) noexcept {
-  if (mustFail() || size > SIZE_MAX - kHeader) return nullptr;
+  if (t_hook.failing.next() || size > SIZE_MAX - kHeader) return nullptr;
   auto* raw = static_cast<unsigned char*>(std::malloc(size + kHeader));
   if (raw == nullptr) return nullptr;
   *reinterpret_cast<std::size_t*>(raw) = size;
@@ -75,19 +63,13 @@ void operator delete[](void* block, const std::nothrow_t&) noexcept { release(bl
 
 namespace harness {
 
-FailAllocation::FailAllocation(long k, Mode mode) {
-  t_hook.failAt = k;
-  t_hook.persistent = mode == kFromThenOn;
-  t_hook.seen = 0;
-  t_hook.fired = false;
-  t_hook.active = true;
-}
+FailAllocation::FailAllocation(long k, Mode mode) { t_hook.failing.start(k, mode == kFromThenOn); }
 
-FailAllocation::~FailAllocation() { t_hook.active = false; }
+FailAllocation::~FailAllocation() { t_hook.failing.stop(); }
 
-long FailAllocation::seen() const { return t_hook.seen; }
+long FailAllocation::seen() const { return t_hook.failing.seen(); }
 
-bool FailAllocation::fired() const { return t_hook.fired; }
+bool FailAllocation::fired() const { return t_hook.failing.fired(); }
 
 long failEveryAllocation(const std::function<void()>& setUp, const std::function<void()>& body,
                          const std::function<void()>& check) {

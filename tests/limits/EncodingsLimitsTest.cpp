@@ -5,27 +5,25 @@
 #include "core/StringBuffer.h"
 #include "harness/BufferState.h"
 #include "harness/ModelBuffer.h"
+#include "harness/ProgramPages.h"
 #include "harness/TempDir.h"
+#include "limits/Limit.h"
 #include "support/ExtPtrArray.h"
 #include "support/LogBase.h"
-#include "support/Psdk.h"
 #include "support/XString.h"
 
 // Canonical forms, code pages, encoded words, ISO-2022 runs and files at the longest content, which
 // is 1 MiB in this build.
-#ifndef DORVANE_TEXT_MAX_CONTENT
-#error "the limit of the library under test is not known"
-#endif
 
 namespace {
 
 using harness::bytesOf;
 using harness::holds;
+using harness::kMost;
 using harness::matches;
 using harness::ModelBuffer;
 using harness::modelOf;
-
-constexpr unsigned int kMost = DORVANE_TEXT_MAX_CONTENT;
+using harness::ProgramPages;
 
 // The sizes of results just below the limit, at it and just above.
 constexpr unsigned int kSizes[] = {kMost - 1, kMost, kMost + 1};
@@ -87,7 +85,7 @@ TEST(ConvertEncodingAtTheLimit, AResultThatCannotFitLeavesTheOldTextAndLogsNothi
 }
 
 TEST(ReplaceCharUtf8AtTheLimit, AResultThatCannotFitLeavesTheOldText) {
-  Psdk::setAnsiCodePage(1252);
+  const ProgramPages western(1252);
   for (const unsigned int size : kSizes) {
     const std::string start = "\xC3\xA9" + std::string(size % 2, 'x');
     const std::size_t slashes = (size - start.size()) / 2;
@@ -96,7 +94,6 @@ TEST(ReplaceCharUtf8AtTheLimit, AResultThatCannotFitLeavesTheOldText) {
     buffer.replaceCharUtf8('/', '\xE9');
     expectFits(buffer, before, start + repeated("\xC3\xA9", slashes));
   }
-  Psdk::setAnsiCodePage(0);
 }
 
 TEST(QbDecodeAtTheLimit, WordsThatCannotFitStay) {

@@ -5,21 +5,18 @@
 #include "core/StringBuffer.h"
 #include "harness/BufferState.h"
 #include "harness/ModelBuffer.h"
+#include "limits/Limit.h"
 
 // Filters and hexadecimal data at the longest content, which is 1 MiB in this build.
-#ifndef DORVANE_TEXT_MAX_CONTENT
-#error "the limit of the library under test is not known"
-#endif
 
 namespace {
 
 using harness::holds;
 using harness::invariantsHold;
+using harness::kMost;
 using harness::matches;
 using harness::ModelBuffer;
 using harness::modelOf;
-
-constexpr unsigned int kMost = DORVANE_TEXT_MAX_CONTENT;
 
 const unsigned char* bytesAt(const std::string& data) {
   return reinterpret_cast<const unsigned char*>(data.data());

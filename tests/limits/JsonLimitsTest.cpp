@@ -5,21 +5,18 @@
 #include "core/StringBuffer.h"
 #include "harness/BufferState.h"
 #include "harness/ModelBuffer.h"
+#include "limits/Limit.h"
 #include "support/_dvHashMap.h"
 
 // JSON string bodies, templates and regions at the longest content, which is 1 MiB in this build.
-#ifndef DORVANE_TEXT_MAX_CONTENT
-#error "the limit of the library under test is not known"
-#endif
 
 namespace {
 
 using harness::holds;
+using harness::kMost;
 using harness::matches;
 using harness::ModelBuffer;
 using harness::modelOf;
-
-constexpr unsigned int kMost = DORVANE_TEXT_MAX_CONTENT;
 
 TEST(JsonAtTheLimit, AnEscapeThatCannotFitChangesNothing) {
   for (const std::string& content :

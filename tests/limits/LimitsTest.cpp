@@ -8,13 +8,11 @@
 #include "harness/BufferState.h"
 #include "harness/ReleasedBlocks.h"
 #include "harness/StorageScenes.h"
+#include "limits/Limit.h"
 #include "support/DataBuffer.h"
 
 // These tests are linked with a build of the library whose longest content is 1 MiB, so that
 // what happens at the longest content is reached with little memory.
-#ifndef DORVANE_TEXT_MAX_CONTENT
-#error "the limit of the library under test is not known"
-#endif
 
 namespace {
 
@@ -22,6 +20,7 @@ using harness::appendBytes;
 using harness::FailAllocation;
 using harness::holds;
 using harness::isInline;
+using harness::kMost;
 using harness::letters;
 using harness::modelOf;
 using harness::play;
@@ -29,10 +28,8 @@ using harness::Scene;
 using harness::scenes;
 using harness::reference::agrees;
 
-constexpr unsigned int kMost = DORVANE_TEXT_MAX_CONTENT;
 constexpr unsigned int kMostBlock = kMost + 1;
 constexpr unsigned int kAll = 0xFFFFFFFFU;
-static_assert(kMost == 1048576, "the figures below are those of 1 MiB");
 
 const std::string& longest() {
   static const std::string text = letters(kMost);

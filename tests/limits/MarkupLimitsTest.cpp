@@ -4,18 +4,15 @@
 
 #include "core/StringBuffer.h"
 #include "harness/BufferState.h"
+#include "limits/Limit.h"
 
 // Fields and markup at the longest content, which is 1 MiB in this build.
-#ifndef DORVANE_TEXT_MAX_CONTENT
-#error "the limit of the library under test is not known"
-#endif
 
 namespace {
 
 using harness::holds;
 using harness::invariantsHold;
-
-constexpr unsigned int kMost = DORVANE_TEXT_MAX_CONTENT;
+using harness::kMost;
 
 TEST(FieldsAtTheLimit, AFieldThatDoesNotFitIsLeftAsItWas) {
   const std::string head = "a,old";

@@ -11,17 +11,18 @@
 
 #include "core/StringBuffer.h"
 #include "harness/BufferState.h"
+#include "harness/ProgramPages.h"
 #include "malloc/FailMalloc.h"
 #include "support/ContentCoding.h"
 #include "support/LogBase.h"
 #include "support/LogNull.h"
-#include "support/Psdk.h"
 #include "support/XString.h"
 
 namespace {
 
 using harness::bytesOf;
 using harness::FailMalloc;
+using harness::ProgramPages;
 
 // Counts the errors and keeps the last, without an allocation.
 class CountingLog : public LogBase {
@@ -139,17 +140,8 @@ TEST(ConvertEncodingWithoutMalloc, ConvertsOrNothingChanges) {
   }
 }
 
-// The program's ANSI page while it lives.
-class AnsiPage {
- public:
-  explicit AnsiPage(int page) { Psdk::setAnsiCodePage(page); }
-  ~AnsiPage() { Psdk::setAnsiCodePage(0); }
-  AnsiPage(const AnsiPage&) = delete;
-  AnsiPage& operator=(const AnsiPage&) = delete;
-};
-
 TEST(CvAnsiToUtf8WithoutMalloc, ConvertsOrNothingChanges) {
-  const AnsiPage page(932);
+  const ProgramPages page(932);
   StringBuffer text("ab\x93\xFA");
   LogNull log;
   expectSurvives(
@@ -158,7 +150,7 @@ TEST(CvAnsiToUtf8WithoutMalloc, ConvertsOrNothingChanges) {
 }
 
 TEST(XStringWithoutMalloc, TheAnsiFormIsMadeWhenMemoryIsBack) {
-  const AnsiPage page(932);
+  const ProgramPages page(932);
   XString string;
   ASSERT_TRUE(string.setFromUtf8("/d/\u65e5"));
   const char* first = nullptr;
@@ -170,7 +162,7 @@ TEST(XStringWithoutMalloc, TheAnsiFormIsMadeWhenMemoryIsBack) {
 }
 
 TEST(XStringWithoutMalloc, AnAnsiTextIsTakenOrTheContentIsEmpty) {
-  const AnsiPage page(932);
+  const ProgramPages page(932);
   XString string;
   ASSERT_TRUE(string.setFromUtf8("before"));
   bool done = false;
@@ -179,7 +171,7 @@ TEST(XStringWithoutMalloc, AnAnsiTextIsTakenOrTheContentIsEmpty) {
 }
 
 TEST(XStringWithoutMalloc, CharactersAreReplacedOrNothingChanges) {
-  const AnsiPage page(932);
+  const ProgramPages page(932);
   XString string;
   ASSERT_TRUE(string.setFromUtf8("/d/\uff71"));
   bool done = false;

@@ -3,25 +3,15 @@
 #include <cerrno>
 #include <cstddef>
 
+#include "harness/FailingAllocation.h"
+
 namespace {
 
-struct State {
-  long failAt = 0;
-  bool persistent = false;
-  bool active = false;
-  bool fired = false;
-  long seen = 0;
-};
-
-thread_local State t_state;
+thread_local harness::FailingAllocation t_failing;
 
 bool mustFail() {
-  State& state = t_state;
-  if (!state.active) return false;
-  ++state.seen;
-  const bool fail = state.persistent ? state.seen >= state.failAt : state.seen == state.failAt;
+  const bool fail = t_failing.next();
   if (fail) errno = ENOMEM;
-  state.fired = state.fired || fail;
   return fail;
 }
 
@@ -47,13 +37,13 @@ void* realloc(void* block, std::size_t size) noexcept {
 
 namespace harness {
 
-FailMalloc::FailMalloc(long k, Mode mode) { t_state = {k, mode == kFromThenOn, true, false, 0}; }
+FailMalloc::FailMalloc(long k, Mode mode) { t_failing.start(k, mode == kFromThenOn); }
 
 FailMalloc::~FailMalloc() { stop(); }
 
 bool FailMalloc::stop() {
-  t_state.active = false;
-  return t_state.fired;
+  t_failing.stop();
+  return t_failing.fired();
 }
 
 }  // namespace harness

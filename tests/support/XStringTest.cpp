@@ -9,24 +9,16 @@
 
 #include "harness/AllocationHook.h"
 #include "harness/BufferState.h"
+#include "harness/ProgramPages.h"
 #include "harness/ReleasedBlocks.h"
 #include "support/CharTables.h"
-#include "support/Psdk.h"
 
 namespace {
 
 using namespace std::string_literals;
 using harness::allWiped;
+using harness::ProgramPages;
 using harness::releasedBy;
-
-// The program's ANSI page while it lives.
-class AnsiPage {
- public:
-  explicit AnsiPage(int page) { Psdk::setAnsiCodePage(page); }
-  ~AnsiPage() { Psdk::setAnsiCodePage(0); }
-  AnsiPage(const AnsiPage&) = delete;
-  AnsiPage& operator=(const AnsiPage&) = delete;
-};
 
 bool append(XString& string, std::string_view bytes) {
   return string.appendUtf8N(bytes.data(), static_cast<unsigned int>(bytes.size()));
@@ -68,7 +60,7 @@ TEST(XString, ReadsAndWritesBothEncodings) {
       {65001, "\u00e9", "\u00e9"},
   };
   for (const auto& c : cases) {
-    const AnsiPage page(c.page);
+    const ProgramPages page(c.page);
     XString string;
     EXPECT_TRUE(string.setFromAnsi(c.ansi));
     EXPECT_EQ(bytesOf(string), c.utf8);
@@ -154,7 +146,7 @@ TEST(XString, KeepsMalformedUtf8AndSubstitutesInAnsi) {
 }
 
 TEST(XString, ReportsWhatIsNotInTheAnsiPage) {
-  const AnsiPage page(20127);
+  const ProgramPages page(20127);
   XString string;
   EXPECT_FALSE(string.setFromAnsi("a\xE9z"));
   EXPECT_EQ(bytesOf(string), "a\uFFFDz");
@@ -164,7 +156,7 @@ TEST(XString, FollowsTheAnsiPageOfTheProgram) {
   XString string;
   ASSERT_TRUE(string.setFromUtf8("\u00e9\u0440"));
   EXPECT_STREQ(string.getAnsi(), "\xE9?");
-  const AnsiPage page(1251);
+  const ProgramPages page(1251);
   EXPECT_STREQ(string.getAnsi(), "?\xF0");
 }
 
@@ -260,7 +252,7 @@ TEST(XString, ReplaceCharRefusesWhatIsNoCharacter) {
   ASSERT_TRUE(append(string, "a\0\xE9\u00e9"s));
   EXPECT_TRUE(string.replaceChar('\0', 'x'));
   {
-    const AnsiPage page(20127);
+    const ProgramPages page(20127);
     EXPECT_FALSE(string.replaceChar('\xE9', 'x'));
     EXPECT_FALSE(string.replaceChar('a', '\xE9'));
   }

@@ -14,6 +14,7 @@
 #include "harness/CodePagesReference.h"
 #include "harness/ModelBuffer.h"
 #include "harness/Operation.h"
+#include "harness/ProgramPages.h"
 #include "harness/ReleasedBlocks.h"
 #include "harness/Stopwatch.h"
 #include "support/DataBuffer.h"
@@ -33,6 +34,7 @@ using harness::holds;
 using harness::inWords;
 using harness::ModelBuffer;
 using harness::Operation;
+using harness::ProgramPages;
 using harness::randomText;
 using harness::secondsOf;
 using harness::Texts;
@@ -43,21 +45,6 @@ constexpr int kUtf16Le = 1200;
 constexpr int kUtf16Be = 1201;
 constexpr int kUsAscii = 20127;
 constexpr int kUnknownPage = 12345;
-
-// The pages of the program while it lives.
-class Pages {
- public:
-  Pages(int ansi, int oem) {
-    Psdk::setAnsiCodePage(ansi);
-    Psdk::setOemCodePage(oem);
-  }
-  ~Pages() {
-    Psdk::setAnsiCodePage(0);
-    Psdk::setOemCodePage(0);
-  }
-  Pages(const Pages&) = delete;
-  Pages& operator=(const Pages&) = delete;
-};
 
 bool convert(StringBuffer& buffer, int from, int to) {
   LogNull log;
@@ -258,7 +245,7 @@ TEST(ConvertEncoding, RandomContentsAgreeWithTheReference) {
 // --- The members that name the ANSI or the OEM page ----------------------------------------------
 
 TEST(ReencodeByName, ConvertsBetweenThePagesOfTheProgram) {
-  const Pages pages(1251, 866);
+  const ProgramPages pages(1251, 866);
   StringBuffer buffer("\xE9");
   buffer.convertFromAnsi(kUtf8);
   EXPECT_TRUE(holds(buffer, "\xD0\xB9"));
@@ -276,8 +263,7 @@ TEST(ReencodeByName, ConvertsBetweenThePagesOfTheProgram) {
 }
 
 TEST(ReencodeByName, TheUsualPagesAre1252And437) {
-  const Pages pages(0, 0);
-  if (Psdk::getAnsiCodePage() != 1252 || Psdk::getOemCodePage() != 437) return;  // another host
+  const ProgramPages pages(0, 0);
   StringBuffer buffer("\x80\xE9");
   buffer.convertFromAnsi(kUtf8);
   EXPECT_TRUE(holds(buffer, "\xE2\x82\xAC\xC3\xA9"));
@@ -291,7 +277,7 @@ TEST(ReencodeByName, TheUsualPagesAre1252And437) {
 // size begins anew.
 TEST(ReencodeByName, EveryMemberAgreesWithTheReference) {
   for (const int ansi : {1252, 1251}) {
-    const Pages pages(ansi, ansi == 1252 ? 437 : 866);
+    const ProgramPages pages(ansi, ansi == 1252 ? 437 : 866);
     for (const int page : {kUtf8, kUtf16Le, kUtf16Be, 850, 1252, 437, kUsAscii, kUnknownPage, 0}) {
       for (const Operation& operation : reencoders(page)) {
         for (const std::string& content :
@@ -340,7 +326,7 @@ void expectAdopts(const std::string& content, const std::string& utf8) {
 }
 
 TEST(CvAnsiToUtf8, AdoptsTheBlockOfTheResult) {
-  const Pages pages(1252, 437);
+  const ProgramPages pages(1252, 437);
   expectAdopts("", "");
   expectAdopts("a", "a");
   expectAdopts("caf\xE9\x80", "caf\xC3\xA9\xE2\x82\xAC");
@@ -354,14 +340,14 @@ TEST(CvAnsiToUtf8, AdoptsTheBlockOfTheResult) {
 
 // Deliberate: only the one NUL that was appended is taken off again.
 TEST(CvAnsiToUtf8, NulsAtTheEndStay) {
-  const Pages pages(1252, 437);
+  const ProgramPages pages(1252, 437);
   expectAdopts("a\0"s, "a\0"s);
   expectAdopts("\xE9\0\0"s, "\xC3\xA9\0\0"s);
   expectAdopts("\0"s, "\0"s);
 }
 
 TEST(CvAnsiToUtf8, TheLogIsNotUsed) {
-  const Pages pages(1251, 866);
+  const ProgramPages pages(1251, 866);
   StringBuffer buffer("a\x98z");  // 1251 has no such character
   LogBase log;
   buffer.cvAnsiToUtf8(log);
@@ -370,7 +356,7 @@ TEST(CvAnsiToUtf8, TheLogIsNotUsed) {
 }
 
 TEST(CvAnsiToUtf8, ComesBackFromUtf8) {
-  const Pages pages(1252, 437);
+  const ProgramPages pages(1252, 437);
   std::string bytes = allBytes();
   bytes += '.';
   StringBuffer buffer;
@@ -384,7 +370,7 @@ TEST(CvAnsiToUtf8, ComesBackFromUtf8) {
 // --- To UTF-16 -----------------------------------------------------------------------------------
 
 TEST(CvToUnicode, ReplacesTheOutputAndLeavesTheBuffer) {
-  const Pages pages(1252, 437);
+  const ProgramPages pages(1252, 437);
   const struct {
     std::string content;
     std::string fromAnsi;
@@ -413,7 +399,7 @@ TEST(CvToUnicode, ReplacesTheOutputAndLeavesTheBuffer) {
 }
 
 TEST(CvToUnicode, TheAnsiPageIsThatOfTheProgram) {
-  const Pages pages(1251, 866);
+  const ProgramPages pages(1251, 866);
   DataBuffer out;
   StringBuffer("\xE9").cvAnsiToUnicode(out);
   EXPECT_EQ(reference::bytesOf(out), "\x39\x04");
@@ -470,12 +456,12 @@ TEST(ReplaceCharUtf8, AbsentCharactersChangeNothing) {
 }
 
 TEST(ReplaceCharUtf8, ACharacterIsFoundThoughItsAnsiByteIsNowhere) {
-  const Pages pages(1252, 437);
+  const ProgramPages pages(1252, 437);
   expectReplaces({{"\xC3\xA9", '\xE9', 'x', "x"}}, 202);
 }
 
 TEST(ReplaceCharUtf8, BytesInsideASequenceAreNotTheCharacter) {
-  const Pages pages(1252, 437);
+  const ProgramPages pages(1252, 437);
   expectReplaces(
       {
           {"\xC3\xA9", '\xC3', 'x', "\xC3\xA9"},
@@ -501,7 +487,7 @@ TEST(ReplaceCharUtf8, AsciiTextIsChangedInPlace) {
 }
 
 TEST(ReplaceCharUtf8, SequencesStayWhole) {
-  const Pages pages(1252, 437);
+  const ProgramPages pages(1252, 437);
   expectReplaces(
       {
           {"a/\xC3\xA9/b", '/', '\\', "a\\\xC3\xA9\\b"},
@@ -519,7 +505,7 @@ TEST(ReplaceCharUtf8, SequencesStayWhole) {
 
 // Whether the same text is stored anew is left open.
 TEST(ReplaceCharUtf8, CharactersAreThoseOfTheAnsiPage) {
-  const Pages pages(1251, 866);
+  const ProgramPages pages(1251, 866);
   expectReplaces({{"\xD0\xB9/", '/', '\xE9', "\xD0\xB9\xD0\xB9"},
                   {"\xD0\xA0\xD0\xB9", '\xD0', 'R', "R\xD0\xB9"}},
                  202);
@@ -536,7 +522,7 @@ TEST(ReplaceCharUtf8, BesideSequencesTheTextEndsAtItsFirstNul) {
 
 // The same in ASCII text and beside sequences, for characters of one byte and of more.
 TEST(ReplaceCharUtf8, WhatStandsOnlyBehindANulDoesNotOccur) {
-  const Pages pages(1252, 437);
+  const ProgramPages pages(1252, 437);
   expectReplaces({{"a\0/"s, '/', '|', "a\0/"s},
                   {"\0/"s, '/', '|', "\0/"s},
                   {"\xC3\xA9\0/"s, '/', '|', "\xC3\xA9\0/"s},
@@ -547,7 +533,7 @@ TEST(ReplaceCharUtf8, WhatStandsOnlyBehindANulDoesNotOccur) {
 }
 
 TEST(ReplaceCharUtf8, ACharacterThatOccursIsReplacedEvenByItself) {
-  const Pages pages(1252, 437);
+  const ProgramPages pages(1252, 437);
   expectReplaces({{"\xC3\xA9/\0zz"s, '/', '/', "\xC3\xA9/"},
                   {"\xC3\xA9/\0zz"s, '\xE9', '\xE9', "\xC3\xA9/"},
                   {"\xC3\xA9/", '/', '/', "\xC3\xA9/"},
@@ -582,7 +568,7 @@ TEST(ReplaceCharUtf8, TheLengthBoundsTheText) {
 }
 
 TEST(ReplaceCharUtf8, GrowsWithItsResult) {
-  const Pages pages(1252, 437);
+  const ProgramPages pages(1252, 437);
   for (std::size_t size = 20; size < 50; ++size) {
     StringBuffer buffer((std::string(size, '/') + "\xC3\xA9").c_str());
     buffer.replaceCharUtf8('/', '\x80');
@@ -689,7 +675,7 @@ TEST(QbDecode, TheLengthBoundsTheText) {
 
 // What the converter made of the whole text is taken over, and nothing less.
 TEST(CodePages, ExhaustedMemoryLeavesTheContentOrConvertsAll) {
-  const Pages pages(1252, 437);
+  const ProgramPages pages(1252, 437);
   for (const std::size_t size : {60U, 3000U}) {
     const std::string content = std::string(size, '\xE9') + "z";
     for (const int to : {kUtf8, kUtf16Be, 850}) {
@@ -706,7 +692,7 @@ TEST(CodePages, ExhaustedMemoryLeavesTheContentOrConvertsAll) {
 
 // The conversion comes first, so the last allocation is the one of the buffer.
 TEST(CodePages, WhenTheBufferCannotGrowTheOldTextStays) {
-  const Pages pages(1252, 437);
+  const ProgramPages pages(1252, 437);
   for (const std::size_t size : {81U, 500U}) {
     const std::string content(size, '\xE9');
     const Operation members[] = {converting(1252, kUtf8), reencoders(kUtf8)[2]};
@@ -734,7 +720,7 @@ TEST(CodePages, WhenTheBufferCannotGrowTheOldTextStays) {
 
 // Room for the NUL is there before the old text is given up.
 TEST(CvAnsiToUtf8, ExhaustedMemoryLeavesTheContentOrConvertsAll) {
-  const Pages pages(1252, 437);
+  const ProgramPages pages(1252, 437);
   LogNull log;
   const Operation member = withoutResult(
       "cvAnsiToUtf8", [&log](StringBuffer& b) { b.cvAnsiToUtf8(log); }, [](ModelBuffer&) {});
@@ -752,7 +738,7 @@ TEST(CvAnsiToUtf8, ExhaustedMemoryLeavesTheContentOrConvertsAll) {
 
 // A result that fills the room made for it exactly: only the NUL needs more.
 TEST(CvAnsiToUtf8, WhenThereIsNoRoomForTheNulTheContentStays) {
-  const Pages pages(1252, 437);
+  const ProgramPages pages(1252, 437);
   LogNull log;
   const std::string content(32, '\xE9');
   StringBuffer buffer(content.c_str());
@@ -779,7 +765,7 @@ TEST(CvToUnicode, ExhaustedMemoryLeavesNothingOrTheResult) {
 }
 
 TEST(ReplaceCharUtf8, ExhaustedMemoryReplacesAllOrNothing) {
-  const Pages pages(1252, 437);
+  const ProgramPages pages(1252, 437);
   const Operation member = withoutResult(
       "replaceCharUtf8", [](StringBuffer& b) { b.replaceCharUtf8('/', '\x80'); },
       [](ModelBuffer&) {});
@@ -816,7 +802,7 @@ TEST(QbDecode, ExhaustedMemoryLeavesTheTextOrAPass) {
 // --- Secrets -------------------------------------------------------------------------------------
 
 TEST(CodePages, ASecureBufferWipesWhatItReleases) {
-  const Pages pages(1252, 437);
+  const ProgramPages pages(1252, 437);
   LogNull log;
   std::vector<Operation> members = {
       converting(1252, kUtf8),
@@ -855,7 +841,7 @@ TEST(CvToUnicode, ASecureOutputWipesWhatItReleases) {
 
 // The output keeps the result; on the way to it, though, nothing is left behind.
 TEST(CvToUnicode, APlainOutputReleasesNoPartOfASecret) {
-  const Pages pages(932, 437);
+  const ProgramPages pages(932, 437);
   for (const std::string& character : {"s"s, "\xE3\x82\xBD"s, "\xF0\x9F\x98\x80"s, "\xFF"s}) {
     std::string secret;
     for (int i = 0; i < 3000; ++i) secret += character;

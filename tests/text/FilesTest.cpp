@@ -23,13 +23,13 @@
 #include "harness/BufferState.h"
 #include "harness/FilesReference.h"
 #include "harness/ModelBuffer.h"
+#include "harness/ProgramPages.h"
 #include "harness/ReleasedBlocks.h"
 #include "harness/StaleStorage.h"
 #include "harness/TempDir.h"
 #include "support/DorvaneHandle.h"
 #include "support/FileSys.h"
 #include "support/LogBase.h"
-#include "support/Psdk.h"
 #include "support/XString.h"
 
 namespace {
@@ -42,6 +42,7 @@ using harness::contentOfFile;
 using harness::holds;
 using harness::ModelBuffer;
 using harness::openFiles;
+using harness::ProgramPages;
 using harness::TempDir;
 
 const std::string kMark8 = "\xEF\xBB\xBF";
@@ -313,17 +314,16 @@ TEST(LoadFromFile, PathsAreUtf8OrAnsi) {
   StringBuffer utf8;
   EXPECT_TRUE(load(utf8, name));
   EXPECT_TRUE(holds(utf8, "content"));
-  Psdk::setAnsiCodePage(1252);
+  const ProgramPages western(1252);
   StringBuffer ansi("ab");
   EXPECT_TRUE(ansi.loadFromFileAnsi((dir / "caf\xE9 \x80").c_str(), nullptr));
   EXPECT_TRUE(holds(ansi, "abcontent"));
   EXPECT_FALSE(ansi.loadFromFileAnsi(name.c_str(), nullptr));
-  Psdk::setAnsiCodePage(1251);
+  const ProgramPages cyrillicPages(1251);
   dir.file("\xD0\xB9", "short i");
   StringBuffer cyrillic;
   EXPECT_TRUE(cyrillic.loadFromFileAnsi((dir / "\xE9").c_str(), nullptr));
   EXPECT_TRUE(holds(cyrillic, "short i"));
-  Psdk::setAnsiCodePage(0);
 }
 
 TEST(Files, PathsMayLieInTheBuffer) {
@@ -418,13 +418,12 @@ TEST(LoadFromFile, ThePathIsRecordedInTheAnsiPage) {
   const TempDir dir;
   const std::string path = dir / "caf\xC3\xA9";
   ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
-  Psdk::setAnsiCodePage(1252);
+  const ProgramPages western(1252);
   expectFails(path, value("filename", dir / "caf\xE9") + error(kNoSize));
   ASSERT_EQ(::symlink(kShortFile, (dir / "\xE2\x82\xAC").c_str()), 0);
   expectFails(dir / "\xE2\x82\xAC", value("filename", dir / "\x80") + error(kShortRead));
   ASSERT_EQ(::symlink(kUnreadableFile, (dir / "\xC3\xBC").c_str()), 0);
   expectFails(dir / "\xC3\xBC", value("filename", dir / "\xFC") + error(kReadError));
-  Psdk::setAnsiCodePage(0);
 }
 
 TEST(LoadFromFile, AShortReadIsAFailure) {
