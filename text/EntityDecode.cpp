@@ -303,6 +303,8 @@ unsigned int StringBuffer::decodeRows(const Range& rows, const Encode& encode) n
 template <class NumberAt, class Encode>
 void StringBuffer::decodeNumbers(const NumberAt& numberAt, const Encode& encode) {
   constexpr std::size_t kLongestNumber = 6;
+  // A caller may have overwritten the terminator, at which the readers of numbers stop.
+  endAt(contentSize());
   const std::string_view all = content();
   StringBuffer out;
   out.m_secure = m_secure;

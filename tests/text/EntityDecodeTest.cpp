@@ -19,6 +19,7 @@
 #include "harness/ModelBuffer.h"
 #include "harness/RawContent.h"
 #include "harness/ReleasedBlocks.h"
+#include "harness/StaleStorage.h"
 #include "harness/Stopwatch.h"
 
 namespace {
@@ -414,6 +415,28 @@ TEST(DecodeAllTest, OnlyNumbersAreDecodedBehindANul) {
   for (const std::string& text : allStrings("&#6x;\0"s, 6)) ASSERT_TRUE(bothDecode(text));
 }
 
+// Digits in the place of the terminator are read by nobody.
+TEST(DecodeAllTest, NumbersEndWhereTheContentDoes) {
+  for (const Decoder& decoder : kDecoders)
+    for (const std::string& end : {"&#x41"s, "&#65"s}) {
+      const std::string text = "A\0"s + std::string(90, 'x');
+      StringBuffer buffer;
+      harness::fillExactUnterminated(buffer, text + end + "0", '6');
+      StringBuffer terminated;
+      harness::fillHeap(terminated, text + end + "0", 0);
+      (terminated.*decoder.run)();
+      (buffer.*decoder.run)();
+      EXPECT_EQ(bytesOf(buffer), bytesOf(terminated)) << end;
+    }
+  for (const Decoder& decoder : kDecoders)
+    for (const std::string& end : {"&#x0000041"s, "&#00065"s}) {
+      StringBuffer buffer;
+      harness::fillExactUnterminated(buffer, "A\0"s + std::string(90, 'x') + end, '6');
+      (buffer.*decoder.run)();
+      EXPECT_TRUE(invariantsHold(buffer));
+    }
+}
+
 // --- The names -----------------------------------------------------------------------------------
 
 std::set<std::string> namedReferences(const reference::Rows& rows) {
@@ -639,7 +662,7 @@ TEST(DecodeAllTest, NumbersWithoutMemoryStay) {
 TEST(DecodeAllTest, SecureBuffersReleaseOnlyWipedBlocks) {
   for (const Decoder& decoder : {kUtf8, kIso, Decoder{"decodeXMLSpecial", nullptr, false}})
     for (const char* unit : {"secret &lt;", "secret &copy;", "secret &#65;", "&amp;#xE9; &trade;"})
-      for (const std::size_t size : {60U, 300U, 3000U}) {
+      for (const std::size_t size : {60U, 300U, 480U, 3000U}) {
         std::string text;
         while (text.size() < size) text += unit;
         std::optional<StringBuffer> buffer;
