@@ -65,15 +65,16 @@ bool StringBuffer::appendLinked(std::string_view text) {
 void StringBuffer::autoLinkUrls2(StringBuffer& text) const {
   StringBuffer out;
   out.m_secure = text.m_secure;
-  growInLargeSteps(out, text.m_length);
-  if (out.appendLinked(text.text())) text.replaceByPieces({out.content()});
+  const std::string_view all = text.text();
+  growInLargeSteps(out, all.size());
+  if (out.appendLinked(all)) text.replaceByPieces({out.content()});
 }
 
 void StringBuffer::autoLinkUrls() {
   StringBuffer out;
   out.m_secure = m_secure;
-  growInLargeSteps(out, m_length);
   std::string_view rest = text();
+  growInLargeSteps(out, rest.size());
   const std::size_t body = offsetOf(rest, "<body");
   if (body != kNone) {
     if (!out.appendBytes(rest.substr(0, body))) return;

@@ -8,7 +8,8 @@
 #include "limits/Limit.h"
 #include "support/_dvHashMap.h"
 
-// JSON string bodies, templates and regions at the longest content, which is 1 MiB in this build.
+// JSON string bodies, templates, regions and fields at the longest content, which is 1 MiB in this
+// build.
 
 namespace {
 
@@ -105,6 +106,19 @@ TEST(RegionsAtTheLimit, PiecesThatDoNotFitAreLeftOutAndTheRegionsCounted) {
   StringBuffer buffer("[aaa][aaa]");
   EXPECT_EQ(buffer.replaceAllOccurancesBetween("[", "]", "a", replacement.c_str()), 2U);
   EXPECT_TRUE(holds(buffer, "[" + replacement + "]", kMost + 1, 202));
+}
+
+TEST(FieldsAtTheLimit, AFieldThatDoesNotFitIsLeftAsItWas) {
+  const std::string head = "a,old";
+  for (const unsigned int size : {198U, 199U, 200U, 201U, kMost - 100, kMost})
+    for (const unsigned int tail : {40U, kMost - 201, kMost - 5}) {
+      const std::string rest = "," + std::string(tail - 1, 't');
+      const std::string value(size, 'v');
+      const bool fits = 2 + value.size() + rest.size() <= kMost;
+      StringBuffer buffer((head + rest).c_str());
+      EXPECT_EQ(buffer.setNthDelimited(1, ',', false, false, StringBuffer(value.c_str())), fits);
+      EXPECT_TRUE(holds(buffer, fits ? "a," + value + rest : head + rest)) << size << " " << tail;
+    }
 }
 
 }  // namespace

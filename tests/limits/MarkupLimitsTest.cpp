@@ -3,29 +3,17 @@
 #include <string>
 
 #include "core/StringBuffer.h"
+#include "harness/AllocationHook.h"
 #include "harness/BufferState.h"
 #include "limits/Limit.h"
 
-// Fields and markup at the longest content, which is 1 MiB in this build.
+// Markup at the longest content, which is 1 MiB in this build.
 
 namespace {
 
 using harness::holds;
 using harness::invariantsHold;
 using harness::kMost;
-
-TEST(FieldsAtTheLimit, AFieldThatDoesNotFitIsLeftAsItWas) {
-  const std::string head = "a,old";
-  for (const unsigned int size : {198U, 199U, 200U, 201U, kMost - 100, kMost})
-    for (const unsigned int tail : {40U, kMost - 201, kMost - 5}) {
-      const std::string rest = "," + std::string(tail - 1, 't');
-      const std::string value(size, 'v');
-      const bool fits = 2 + value.size() + rest.size() <= kMost;
-      StringBuffer buffer((head + rest).c_str());
-      EXPECT_EQ(buffer.setNthDelimited(1, ',', false, false, StringBuffer(value.c_str())), fits);
-      EXPECT_TRUE(holds(buffer, fits ? "a," + value + rest : head + rest)) << size << " " << tail;
-    }
-}
 
 TEST(LinksAtTheLimit, AResultThatDoesNotFitChangesNothing) {
   const std::string link = "<a href=\"http://\">http://</a>";
@@ -74,6 +62,22 @@ TEST(EntitiesAtTheLimit, NumbersAreDecodedInTheLongestText) {
   StringBuffer buffer(text.c_str());
   buffer.decodeAllXmlSpecialUtf8();
   EXPECT_TRUE(holds(buffer, std::string(kMost - 5, 'x') + "A"));
+}
+
+// More than half the limit is left when the run before the markup is stored, less than the size of
+// the source again.
+TEST(EntityEncodeAtTheLimit, FewAllocationsAreMadeForALongText) {
+  constexpr std::size_t kRun = 600000;
+  constexpr std::size_t kMarkup = 20000;
+  const std::string text = std::string(kRun, 'x') + std::string(kMarkup, '<');
+  for (const auto encode : {+[](StringBuffer& page) { page.encodeXMLSpecial(); },
+                            +[](StringBuffer& page) { page.encodeAllXmlSpecial(); }}) {
+    StringBuffer page(text.c_str());
+    const harness::FailAllocation count(0);
+    encode(page);
+    EXPECT_LT(count.seen(), 20);
+    EXPECT_EQ(page.getSize(), kRun + 4 * kMarkup);
+  }
 }
 
 }  // namespace

@@ -313,6 +313,25 @@ TEST(LinksTest, ExhaustedMemoryChangesNothing) {
   }
 }
 
+// Each text has its longest piece, the one that needs a block, in another place.
+TEST(LinksTest, NoPieceIsLostWithoutMemory) {
+  const std::string x(200, 'x');
+  for (const auto& member : kMembers)
+    for (const std::string& text : {x + "<body>http://a", x + " http://a",
+                                    "<a>" + x + "</a>http://a", "http://a " + x, "http://" + x}) {
+      StringBuffer linked(text.c_str());
+      member(linked);
+      std::optional<StringBuffer> buffer;
+      const long failures = harness::failEveryAllocation(
+          [&] { buffer.emplace(text.c_str()); }, [&] { member(*buffer); },
+          [&] {
+            const std::string_view content(buffer->getString(), buffer->getSize());
+            EXPECT_TRUE(content == text || content == linked.getString()) << text;
+          });
+      EXPECT_GT(failures, 0);
+    }
+}
+
 // --- Secure buffers ------------------------------------------------------------------------------
 
 TEST(LinksTest, SecureBuffersReleaseOnlyWipedBlocks) {

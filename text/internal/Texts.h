@@ -3,10 +3,12 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <string_view>
 
 #include "core/StringBuffer.h"
+#include "core/internal/Limits.h"
 
 namespace dorvane::internal {
 
@@ -20,10 +22,13 @@ inline bool appendTo(StringBuffer& out, std::string_view bytes) {
 }
 
 /// For a temporary whose content becomes at most a few times as long as its source: the ordinary
-/// slack, which ends at 500000 bytes, would take a number of steps that grows with the content.
+/// slack, which ends at 500000 bytes, would take a number of steps that grows with the content. Not
+/// for one whose storage is handed over: callers would see the steps.
 inline void growInLargeSteps(StringBuffer& temporary, std::size_t sourceSize) {
-  temporary.setExtendSize(
-      std::max(temporary.getExtendSize(), static_cast<unsigned int>(sourceSize)));
+  // No more than a part of the longest content: a slack that does not fit there is left out, and
+  // then every piece takes a new block.
+  const auto slack = std::min<std::uint64_t>(sourceSize, kMaxContent / 16);
+  temporary.setExtendSize(std::max(temporary.getExtendSize(), static_cast<unsigned int>(slack)));
 }
 
 }  // namespace dorvane::internal
