@@ -758,8 +758,8 @@ class StringBuffer : public NonRefCountedObj {
                                            const char* replacement);
 
   /// Removes all regions, markers included; always true. Nothing changes when a marker is null or
-  /// empty, or when memory is exhausted. Deliberate: an end marker inside the begin marker ends the
-  /// region at once.
+  /// empty. A piece for which memory is exhausted is left out. Deliberate: an end marker inside the
+  /// begin marker ends the region at once.
   bool removeDelimited(const char* begin, const char* end, bool caseSensitive);
 
   /// @}
@@ -859,7 +859,7 @@ class StringBuffer : public NonRefCountedObj {
 
   /// Replaces a field by the content of `value` as it stands, adding empty fields before it when
   /// the record is too short. False when memory is exhausted: a field that exists is unchanged
-  /// then, of one that does not some delimiters may have been added. Deliberate: false for an index
+  /// then; for one that does not, delimiters may have been added. Deliberate: false for an index
   /// above 1000000; an empty value in an empty buffer leaves one delimiter; this buffer or a dead
   /// one as the value inserts nothing; what stands behind a NUL goes with the last field.
   bool setNthDelimited(unsigned int index, char delimiter, bool honourQuotes, bool honourEscapes,
@@ -970,13 +970,13 @@ class StringBuffer : public NonRefCountedObj {
   /// Decodes to UTF-8: the five references of XML, "&nbsp;" (to a plain space), the named
   /// references of HTML 4 whose characters Windows-1252 has, without "&fnof;", the decimal
   /// references of its punctuation from 0x80 to 0x9F, "&#x20AC;", and numeric references up to 255.
-  /// Deliberate:
-  /// "&amp;" is decoded first and once more in the end, so that "&amp;lt;" becomes "<"; the bullet
-  /// is known by its name only; a numeric reference up to 255 takes at most two hexadecimal digits
-  /// behind "&#x" or three decimal ones, names a byte of Windows-1252 (decimal: up to 254), and the
-  /// byte behind its digits is dropped, whatever it is. Text that holds an "&" is cut at its first
-  /// NUL; otherwise numeric references are decoded behind NULs, too. Linear. A replacement of a
-  /// name for which memory is exhausted is left out; numeric references stay then.
+  /// Text that holds an "&" is cut at its first NUL; otherwise numeric references are decoded
+  /// behind NULs, too. Linear. When memory is exhausted, a piece of the pass over the names, plain
+  /// text too, is left out; numeric references stay then. Deliberate: "&amp;" is decoded first and
+  /// once more in the end, so that "&amp;lt;" becomes "<"; the bullet is known by its name only; a
+  /// numeric reference up to 255 takes at most two hexadecimal digits behind "&#x" or three decimal
+  /// ones, names a byte of Windows-1252 (decimal: up to 254), and the byte behind its digits is
+  /// dropped, whatever it is.
   void decodeAllXmlSpecialUtf8();
 
   /// As decodeAllXmlSpecialUtf8(), to single Windows-1252 bytes; also decodes the references of the
@@ -1042,8 +1042,8 @@ class StringBuffer : public NonRefCountedObj {
 
   /// The same for the body of the HTML page in this buffer, that is from the first "<body" on, or
   /// all of it. Existing anchors, from "<a" to "</a" and the next ">", are copied unchanged; one
-  /// that is not closed runs to the end.
-  /// Deliberate: "<abbr" counts as an anchor too, as does every name that begins with "a".
+  /// that is not closed runs to the end. Deliberate: "<abbr" counts as an anchor too, as does every
+  /// name that begins with "a".
   void autoLinkUrls();
 
   /// @}
@@ -1081,10 +1081,10 @@ class StringBuffer : public NonRefCountedObj {
   /// @}
   /// @name Code pages (text/CodePages.cpp)
   ///
-  /// Re-encode the whole content through EncodingConvert, which names the pages it knows. A failed
-  /// conversion leaves what the converter made of the text, substitutions included; when memory is
-  /// exhausted the old text stays. Zeros at the end of the result are dropped, as by appendN(). The
-  /// ANSI and the OEM page are those of Psdk.
+  /// Re-encode the whole content through EncodingConvert, which names the pages it knows.
+  /// Deliberate: a failed conversion leaves what the converter made of the text, substitutions
+  /// included; when memory is exhausted on the way that is its beginning, or nothing. Zeros at the
+  /// end of the result are dropped, as by appendN(). The ANSI and the OEM page are those of Psdk.
   /// @{
 
   /// From one page to another. True, with nothing changed, when the pages are the same, one is 0 or
@@ -1113,7 +1113,8 @@ class StringBuffer : public NonRefCountedObj {
   void convertFromOem(int toCodePage);
 
   /// Replaces the content of `out` by the content in UTF-16, little-endian, read in the ANSI page.
-  /// `out` is empty when memory is exhausted, and it is wiped only if it is secure itself.
+  /// When memory is exhausted `out` holds the beginning, or nothing. It is wiped only if it is
+  /// secure itself.
   void cvAnsiToUnicode(DataBuffer& out) const;
 
   /// As cvAnsiToUnicode(), read as UTF-8.
@@ -1161,7 +1162,8 @@ class StringBuffer : public NonRefCountedObj {
   /// failure the content stays, with false; an empty file is a success. Files of 4294967295 bytes
   /// and more, and what is no regular file with a known size, are refused. Deliberate: true says
   /// that the bytes were read, not how their decoding went: U+FFFD stands for malformed UTF-16, and
-  /// when memory is exhausted then, the bytes stay as they were read, mark included.
+  /// when memory is exhausted then, the beginning of the text is left, or nothing, or all of the
+  /// bytes as they were read.
   bool loadFromFile(XString& path, LogBase* log);
 
   /// As loadFromFile(), the path in the ANSI page.

@@ -57,7 +57,7 @@ void toUtf16(std::string_view text, int page, DataBuffer& out) {
   if (!out.ensureBuffer(static_cast<unsigned int>(std::min<std::uint64_t>(longest, UINT_MAX))))
     return;
   LogNull log;
-  if (convertText(page, kUtf16LePage, text, out, log) == Converted::kNoMemory) out.clear();
+  convertText(page, kUtf16LePage, text, out, log);
 }
 
 bool holdsOneOf(std::string_view text, std::string_view a, std::string_view b) {
@@ -79,7 +79,6 @@ bool StringBuffer::reencode(int from, int to, LogBase& log) {
   DataBuffer out;
   out.setSecure(m_secure);
   const Converted converted = convertText(from, to, content(), out, log);
-  if (converted == Converted::kNoMemory) return false;
   return replaceKeepingBlock({reinterpret_cast<const char*>(out.getData2()), out.getSize()}) &&
          converted == Converted::kExactly;
 }
@@ -112,8 +111,8 @@ void StringBuffer::cvAnsiToUtf8(LogBase& /*log*/) {
   // Only a saving: the converter makes room for what it appends.
   if (wanted <= UINT_MAX) out.ensureBuffer(static_cast<unsigned int>(wanted));
   LogNull log;
-  const Converted converted = convertText(Psdk::getAnsiCodePage(), kUtf8Page, content(), out, log);
-  if (converted != Converted::kNoMemory && out.appendChar(0)) takeFromDb(out);
+  convertText(Psdk::getAnsiCodePage(), kUtf8Page, content(), out, log);
+  if (out.appendChar(0)) takeFromDb(out);
 }
 
 void StringBuffer::cvAnsiToUnicode(DataBuffer& out) const {

@@ -152,9 +152,11 @@ bool StringBuffer::removeDelimited(const char* begin, const char* end, bool case
     // Deliberate: from the first byte of the begin marker on.
     const char* const last = find(all.substr(first), endMarker);
     if (last == nullptr) break;
-    if (!appendTo(out, all.substr(behind, first - behind))) return true;
+    appendTo(out, all.substr(behind, first - behind));
     behind = static_cast<std::size_t>(last - all.data()) + endMarker.size();
   }
-  if (behind != 0 && appendTo(out, all.substr(behind))) takeSb(out);
+  if (behind == 0) return true;
+  appendTo(out, all.substr(behind));
+  takeSb(out);
   return true;
 }

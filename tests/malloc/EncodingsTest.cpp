@@ -116,7 +116,11 @@ TEST(EncodedWordsWithoutMalloc, AFailureIsNotRemembered) {
                  });
 }
 
-TEST(ConvertEncodingWithoutMalloc, ConvertsOrNothingChanges) {
+bool startsWith(std::string_view text, std::string_view prefix) {
+  return text.substr(0, prefix.size()) == prefix;
+}
+
+TEST(ConvertEncodingWithoutMalloc, LeavesWhatTheConverterMade) {
   const struct {
     int from;
     int to;
@@ -134,19 +138,20 @@ TEST(ConvertEncodingWithoutMalloc, ConvertsOrNothingChanges) {
     bool done = false;
     expectSurvives([&] { done = text.convertEncoding(c.from, c.to, log); },
                    [&] {
-                     EXPECT_EQ(bytesOf(text), done ? c.converted : c.text);
-                     EXPECT_TRUE(done || log.isEmpty() || log.saysOnlyOutOfMemory());
+                     EXPECT_TRUE(startsWith(c.converted, bytesOf(text)));
+                     EXPECT_EQ(done, bytesOf(text) == c.converted);
+                     EXPECT_TRUE(done ? log.isEmpty() : log.saysOnlyOutOfMemory());
                    });
   }
 }
 
-TEST(CvAnsiToUtf8WithoutMalloc, ConvertsOrNothingChanges) {
+TEST(CvAnsiToUtf8WithoutMalloc, LeavesWhatTheConverterMade) {
   const ProgramPages page(932);
   StringBuffer text("ab\x93\xFA");
   LogNull log;
   expectSurvives(
       [&] { text.cvAnsiToUtf8(log); },
-      [&] { EXPECT_TRUE(bytesOf(text) == "ab\u65e5" || bytesOf(text) == "ab\x93\xFA"); });
+      [&] { EXPECT_TRUE(bytesOf(text) == "ab\x93\xFA" || startsWith("ab\u65e5", bytesOf(text))); });
 }
 
 TEST(XStringWithoutMalloc, TheAnsiFormIsMadeWhenMemoryIsBack) {
