@@ -188,8 +188,7 @@ int codePageOfCharset(std::string_view name) noexcept {
   return found->codePage;
 }
 
-bool leavesByteOrderOpen(std::string_view name) noexcept {
-  const int page = codePageOfCharset(name);
+bool leavesByteOrderOpen(std::string_view name, int page) noexcept {
   if (page != kUtf16LePage && page != kUtf32LePage) return false;
   const std::string_view end = name.substr(name.size() - 2);
   return isBefore(end, "le") || isBefore("le", end);

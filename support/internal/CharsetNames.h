@@ -10,10 +10,10 @@ namespace dorvane::internal {
 /// EncodingConvert converts. Cost: a binary search.
 int codePageOfCharset(std::string_view name) noexcept;
 
-/// True for a name of UTF-16, UTF-32, UCS-2 or UCS-4 that leaves the byte order to a mark (RFC
-/// 2781, section 4.3), as "utf-16" does and "utf-16le" does not. codePageOfCharset() then gives the
-/// little-endian page.
-bool leavesByteOrderOpen(std::string_view name) noexcept;
+/// True for the name of a page, as codePageOfCharset() gives it, that is one of UTF-16, UTF-32,
+/// UCS-2 or UCS-4 that leaves the byte order to a mark (RFC 2781, section 4.3), as "utf-16" does
+/// and "utf-16le" does not. codePageOfCharset() then gives the little-endian page.
+bool leavesByteOrderOpen(std::string_view name, int page) noexcept;
 
 }  // namespace dorvane::internal
 

@@ -184,6 +184,16 @@ int takeMark(int page, std::string_view& text) noexcept {
   return page;
 }
 
+bool beginsWithMark(int page, std::string_view text) noexcept {
+  const std::size_t size = text.size();
+  takeMark(page, text);
+  return text.size() != size;
+}
+
+std::string_view textOf(const DataBuffer& bytes) noexcept {
+  return {reinterpret_cast<const char*>(bytes.getData2()), bytes.getSize()};
+}
+
 // The code pages of the charsets in a text, which repeats few. A charset may be known although the
 // system lacks its converter.
 class KnownPages {
@@ -194,8 +204,8 @@ class KnownPages {
     if (word.charset != m_charset) {
       m_charset = word.charset;
       const std::string_view name = m_charset.substr(0, m_charset.find('*'));
-      m_orderIsOpen = leavesByteOrderOpen(name);
       remember(codePageOfCharset(name));
+      m_orderIsOpen = leavesByteOrderOpen(name, m_page);
     }
     word.page = m_page;
     word.orderIsOpen = m_orderIsOpen;
@@ -281,13 +291,27 @@ class WordDecoder {
   bool decodeRun(Word& word, bool& goesOn) {
     DataBuffer bytes;
     bytes.setSecure(true);
+    std::size_t appended = 0;
     const Word first = word;
     do {
+      const std::size_t joined = bytes.getSize();
       if (!decodeBytes(word, bytes)) return false;
+      if (first.orderIsOpen &&
+          beginsAnew(first.page, textOf(bytes).substr(appended), joined - appended)) {
+        if (!append(textOf(bytes).substr(appended, joined - appended), first)) return false;
+        appended = joined;
+      }
       m_at = word.end;
       goesOn = findAdjacent(word);
     } while (goesOn && word.page == first.page && word.orderIsOpen == first.orderIsOpen);
-    return append(bytes, first);
+    return append(textOf(bytes).substr(appended), first);
+  }
+
+  // True when the word whose bytes begin at `joined` has a mark of its own, not the second half of
+  // one.
+  static bool beginsAnew(int page, std::string_view text, std::size_t joined) noexcept {
+    const std::size_t unit = page == kUtf32LePage ? 4 : 2;
+    return joined != 0 && joined % unit == 0 && beginsWithMark(page, text.substr(joined));
   }
 
   bool findAdjacent(Word& word) {
@@ -298,15 +322,14 @@ class WordDecoder {
     return true;
   }
 
-  // There is room for the longest result before the conversion begins.
-  bool append(const DataBuffer& bytes, const Word& first) {
+  // Room for the usual result is made at once, which saves steps.
+  bool append(std::string_view text, const Word& first) {
     constexpr std::uint64_t kMostBytes = 0xFFFFFFFFU;
-    const std::uint64_t longest = std::uint64_t{3} * bytes.getSize();
+    const std::uint64_t longest = std::uint64_t{3} * text.size();
     DataBuffer utf8;
     utf8.setSecure(true);
-    if (longest > kMostBytes || !utf8.ensureBuffer(static_cast<unsigned int>(longest)))
+    if (longest <= kMostBytes && !utf8.ensureBuffer(static_cast<unsigned int>(longest)))
       return false;
-    std::string_view text(reinterpret_cast<const char*>(bytes.getData2()), bytes.getSize());
     const int page = first.orderIsOpen ? takeMark(first.page, text) : first.page;
     const Converted result = convertToUtf8(page, text, utf8);
     if (result == Converted::kNoMemory) return false;

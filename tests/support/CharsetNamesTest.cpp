@@ -164,11 +164,11 @@ TEST(CharsetNames, AreKnownOnlyAsAWhole) {
 TEST(CharsetNames, LeaveTheByteOrderOpenOrTellIt) {
   for (const char* const name : {"utf-16", "UTF-16", "utf16", "utf_16", "csutf16", "ucs-2",
                                  "iso-10646-ucs-2", "unicode", "utf-32", "utf32", "ucs-4"})
-    EXPECT_TRUE(leavesByteOrderOpen(name)) << name;
+    EXPECT_TRUE(leavesByteOrderOpen(name, codePageOfCharset(name))) << name;
   for (const char* const name :
        {"utf-16le", "UTF-16LE", "utf-16be", "UTF-16Be", "ucs-2le", "ucs-2be", "utf-32le",
         "utf-32be", "csutf16le", "utf-8", "iso-8859-1", "utf-16x", "le", ""})
-    EXPECT_FALSE(leavesByteOrderOpen(name)) << name;
+    EXPECT_FALSE(leavesByteOrderOpen(name, codePageOfCharset(name))) << name;
 }
 
 TEST(CharsetNames, GivePagesThatTheConverterKnows) {

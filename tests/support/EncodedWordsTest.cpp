@@ -301,6 +301,13 @@ constexpr Sample kByteOrders[] = {
     // One mark for all words that are joined, wherever it is split.
     {"=?utf-16?B?/v8AQQ==?= =?utf-16?B?AEI=?=", "AB"},
     {"=?utf-16?Q?=FE?= =?utf-16?Q?=FF=00A?=", "A"},
+    // A mark of its own for each word.
+    {"=?utf-16?B?/v8AQQ==?= =?utf-16?B?/v8AQg==?=", "AB"},
+    {"=?utf-16?B?/v8AQQ==?= =?utf-16?B?//5CAA==?=\t=?utf-16?B?QwA=?=", "ABC"},
+    {"=?utf-32?B?AAD+/wAAAEE=?= =?utf-32?B?//4AAEIAAAA=?=", "AB"},
+    {"=?utf-16?B?/v8=?= =?utf-16?B?/v8AQQ==?=", "A"},
+    // Bytes that are no mark, for they complete a character.
+    {"=?utf-16?Q?=FE=FF=00?= =?utf-16?Q?=FE=FF=41?=", "\u00fe\uff41"},
     {"=?utf-16?B?/v8AQQ==?= x =?utf-16?B?QQA=?=", "A x A"},
     {"=?utf-16?B?/v8AQQ==?= =?utf-16le?B?QQA=?=", "AA"},
     {"=?utf-16le?B?QQA=?= =?utf-16?B?/v8AQQ==?=", "AA"},
