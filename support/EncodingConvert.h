@@ -30,7 +30,7 @@ class LogBase;
 ///   passed through as for an unknown page. A malformed character ends before the next ASCII
 ///   byte, so that no byte hides another one. A text in ISO-2022 ends in ASCII; ESC, SO and SI
 ///   are malformed in it where they begin no shift sequence that is known, and have no form. 50220
-///   to 50222 read half-width katakana behind ESC "(I", but write none.
+///   to 50222 read half-width katakana behind ESC "(I", not behind SO, and write none.
 class EncodingConvert {
  public:
   /// From any page to any page.

@@ -38,13 +38,13 @@ std::string_view textOf(const char* text) {
   return text == nullptr ? std::string_view() : std::string_view(text);
 }
 
-// Converts into an empty buffer, which has room for the longest result before the conversion
-// begins. False when memory is exhausted.
+// Converts into an empty buffer. Room for the usual result is made at once, which saves steps.
+// False when memory is exhausted.
 bool convert(std::string_view text, int fromPage, int toPage, DataBuffer& out, bool& exact) {
   const auto isNotAscii = [](char c) { return kNotAscii.contains(c); };
   const auto others = std::count_if(text.begin(), text.end(), isNotAscii);
   const std::uint64_t mostBytes = text.size() + std::uint64_t{3} * static_cast<std::size_t>(others);
-  if (mostBytes > kMostBytes || !out.ensureBuffer(static_cast<unsigned int>(mostBytes)))
+  if (mostBytes <= kMostBytes && !out.ensureBuffer(static_cast<unsigned int>(mostBytes)))
     return false;
   LogNull log;
   const Converted result = convertText(fromPage, toPage, text, out, log);

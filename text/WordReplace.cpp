@@ -1,6 +1,5 @@
 // Whole-word search and replacement. Tested in tests/text/WordReplaceTest.cpp.
 
-#include <cstring>
 #include <string_view>
 
 #include "core/StringBuffer.h"
@@ -50,12 +49,13 @@ bool StringBuffer::replaceFirstWordOccurance(const char* find, const char* repla
 unsigned int StringBuffer::replaceAllWordOccurances(const char* find, const char* replacement,
                                                     int /*ignored*/, bool extendedWordChars) {
   if (isEmpty(find)) return 0;
-  return replaceAll(std::strlen(find), replacement,
-                    WordFinder(find, true, wordBytes(extendedWordChars)));
+  const std::string_view word(find);
+  return replaceAll(word.size(), replacement, WordFinder(word, true, wordBytes(extendedWordChars)));
 }
 
 unsigned int StringBuffer::replaceAllWordOccurancesNoCase(const char* find, const char* replacement,
                                                           int /*ignored*/) {
   if (isEmpty(find)) return 0;
-  return replaceAll(std::strlen(find), replacement, WordFinder(find, false, wordBytes(false)));
+  const std::string_view word(find);
+  return replaceAll(word.size(), replacement, WordFinder(word, false, wordBytes(false)));
 }

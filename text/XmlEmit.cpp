@@ -46,7 +46,7 @@ void escape(std::string_view bytes, const PutRun& putRun, const PutReference& pu
   }
 }
 
-void appendInBlocks(StringBuffer& out, std::string_view bytes) {
+void appendEscapedInBlocks(StringBuffer& out, std::string_view bytes) {
   Staging<kBlock> staging(out);
   escape(
       bytes, [&](std::string_view run) { staging.putRun(run); },
@@ -102,12 +102,12 @@ void StringBuffer::appendXml(const char* text) {
 
 void StringBuffer::appendXmlNoCdata(const char* text) {
   const StableText stable(text, ownsAddress(text));
-  appendInBlocks(*this, viewOf(stable));
+  appendEscapedInBlocks(*this, viewOf(stable));
 }
 
 void StringBuffer::appendXmlNoCdataN(const char* bytes, unsigned int count) {
   const StableText stable(bytes, count, ownsAddress(bytes));
-  appendInBlocks(*this, viewOf(stable));
+  appendEscapedInBlocks(*this, viewOf(stable));
 }
 
 int StringBuffer::appendXmlOpenTag(const char* tag, const ExtPtrArray* attributes) {

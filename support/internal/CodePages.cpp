@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "support/_dvUtf.h"
+#include "support/internal/CodePageNumbers.h"
 #include "support/internal/SingleByteTables.h"
 
 namespace dorvane::internal {
@@ -197,17 +198,17 @@ unsigned int SourceText::asciiRun() const noexcept {
 
 CodePage findCodePage(int number, Direction direction) noexcept {
   switch (number) {
-    case 65001:
+    case kUtf8Page:
       return pageOf<Utf8>(true);
-    case 1200:
+    case kUtf16LePage:
       return pageOf<Utf16<false>>(false);
-    case 1201:
+    case kUtf16BePage:
       return pageOf<Utf16<true>>(false);
-    case 12000:
+    case kUtf32LePage:
       return pageOf<Utf32<false>>(false);
-    case 12001:
+    case kUtf32BePage:
       return pageOf<Utf32<true>>(false);
-    case 20127:
+    case kUsAsciiPage:
       return pageOf<SingleByte>(true);
     case 864:
       return pageOf<Arabic864>(false, findSingleByteTable(864));

@@ -92,8 +92,8 @@ bool isPartOfMalformed(const CodePage& page, unsigned char first, unsigned char 
   return beginsCharacter && next > ' ' && next <= '~';
 }
 
-// True for what is no character where it may only begin a shift sequence (RFC 1468, formal syntax;
-// RFC 1557). The system hands it through when it knows no such sequence.
+// ESC, SO and SI are no characters in ISO-2022 text (RFC 1468, formal syntax; RFC 1557). The system
+// passes them through where they begin no shift sequence that it knows.
 bool isStrayShift(const CodePage& page, unsigned int codePoint) noexcept {
   constexpr unsigned int kSo = 0x0E;
   constexpr unsigned int kSi = 0x0F;

@@ -719,7 +719,8 @@ TEST(HexFailure, AnOutputThatCannotGrowIsFalse) {
           const std::string whole = "<" + numbered(3000);
           EXPECT_EQ(result, contentOf(*out) == whole);
           EXPECT_TRUE(beginsWith(whole, contentOf(*out)));
-          EXPECT_GE(out->getSize(), 1U);
+          ASSERT_GE(out->getSize(), 1U);
+          EXPECT_TRUE(result || (out->getSize() - 1) % 500 == 0) << "only whole batches";
         });
     out.reset();
     EXPECT_EQ(harness::liveBlocks(), before);

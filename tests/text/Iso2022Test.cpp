@@ -589,6 +589,8 @@ TEST(Iso2022Replace, WhenARunCannotBeSavedItAndTheRestOfTheTextStay) {
 
 // Room is made once, for the longest text that may be left at any run.
 TEST(Iso2022Replace, AsksForNoMoreThanItMayNeed) {
+  std::string tenRuns;
+  for (int i = 0; i < 10; ++i) tenRuns += run("");
   const struct {
     std::string content;
     std::size_t longest;
@@ -597,6 +599,7 @@ TEST(Iso2022Replace, AsksForNoMoreThanItMayNeed) {
       {std::string(200, 'x') + run(""), 212},                    // longer afterwards
       {std::string(200, 'x') + run("") + run("") + run(std::string(94, 'r')), 312 + 12},
       {std::string(200, 'x') + run(std::string(94, 'r')) + run(""), 306},
+      {std::string(200, 'x') + tenRuns, 200 + 9 * 12 + 13},  // the tenth number has two digits
   };
   for (const auto& c : cases) {
     ExtPtrArray runs;

@@ -91,4 +91,21 @@ TEST(OverlappingMatches, AllOfThemCostOnePass) {
   }
 }
 
+// Two matches side by side tell nothing about the period, which shows in those behind them.
+TEST(OverlappingMatches, APairFarApartDoesNotHideThePeriod) {
+  std::string needle = "a";
+  while (needle.size() < 30000) needle += "ba";
+  std::string text = needle + needle;
+  while (text.size() < 300000) text += "ba";
+  for (const bool foldCase : {false, true}) {
+    EXPECT_LT(harness::secondsOf([&] {
+                OverlappingMatches matches(text, needle, foldCase ? findBytesNoCase : findBytes);
+                std::size_t from = 0;
+                while (const char* const match = matches.from(from))
+                  from = offsetOf(match, text) + 1;
+              }),
+              1.0);
+  }
+}
+
 }  // namespace

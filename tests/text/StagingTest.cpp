@@ -1,4 +1,4 @@
-// The staging areas of text/internal/Staging.h, and the stacks of those that use one.
+// The staging areas of text/internal/Staging.h, and what they leave on the stack.
 
 #include "text/internal/Staging.h"
 

@@ -270,8 +270,8 @@ TEST(Variables, PlainBytesAreStaged) {
     EXPECT_TRUE(holds(buffer, std::string(size, 'p'),
                       static_cast<unsigned int>(size < 252 ? size : 252) + 203, 202));
   }
-  for (const std::size_t size : {250U, 251U, 252U, 253U, 503U, 504U, 505U, 2000U}) {
-    for (const char* tail : {"", "{$name}", "{$zz}", "{$long}p", "{$name", "{"})
+  for (const std::size_t size : {79U, 80U, 81U, 250U, 251U, 252U, 253U, 503U, 504U, 505U, 2000U}) {
+    for (const char* tail : {"", "{$name}", "{$zz}", "{$long}p", "{$name", "{$", "{$n", "{"})
       EXPECT_TRUE(agreesOn(substituting(lookup, kRaw), std::string(size, 'p') + tail, {})) << size;
   }
 }

@@ -14,8 +14,7 @@ struct NamedCharacter {
 /// The characters of Windows-1252 that are written as names, in the order of their bytes: the five
 /// markup characters, the punctuation of 0x80 to 0x9F and the Latin-1 letters and signs.
 /// Deliberate: two that have a name are not among them. "&nbsp;" is not written, and read as a
-/// plain space;
-/// "&fnof;" is neither written nor read.
+/// plain space; "&fnof;" is neither written nor read.
 inline constexpr NamedCharacter kNamedCharacters[] = {
     {"&quot;", 0x0022, 0x22},   {"&amp;", 0x0026, 0x26},    {"&apos;", 0x0027, 0x27},
     {"&lt;", 0x003C, 0x3C},     {"&gt;", 0x003E, 0x3E},     {"&euro;", 0x20AC, 0x80},

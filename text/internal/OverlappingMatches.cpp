@@ -28,8 +28,7 @@ void OverlappingMatches::step(const char* start) {
 // True when the needle matches one period further on, too.
 bool OverlappingMatches::isRepeated() const {
   const std::string_view next = behind(m_match + m_needle.size()).substr(0, m_period);
-  return next.size() == m_period &&
-         m_find(next, m_needle.substr(m_needle.size() - m_period)) != nullptr;
+  return m_find(next, m_needle.substr(m_needle.size() - m_period)) != nullptr;
 }
 
 }  // namespace dorvane::internal
