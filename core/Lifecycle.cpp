@@ -7,20 +7,26 @@
 #include <new>
 
 #include "core/StringBuffer.h"
+#include "core/internal/SanityCheck.h"
 #include "support/DataBuffer.h"
 #include "support/LogBase.h"
 #include "support/LogContextExitor.h"
 #include "support/dvMemory.h"
 
+using dorvane::internal::SanityCheck;
+
 // ---- Construction, assignment, destruction ----
-
-StringBuffer::StringBuffer() noexcept { m_inline[0] = '\0'; }
-
-StringBuffer::StringBuffer(const char* text) : StringBuffer() { append(text); }
 
 StringBuffer::StringBuffer(const StringBuffer& other) : StringBuffer() {
   m_secure = other.m_secure;
   append(other);
+}
+
+StringBuffer::StringBuffer(StringBuffer&& source) noexcept : StringBuffer() {
+  if (!source.hasLiveWord()) return;
+  m_secure = source.m_secure;
+  takeStorage(source);
+  if (m_secure) dvSecureZero(source.m_inline, kInlineSize);
 }
 
 // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): append() refuses this very buffer.
@@ -33,18 +39,6 @@ StringBuffer& StringBuffer::operator=(const StringBuffer& other) {
 StringBuffer& StringBuffer::operator=(const char* text) {
   append(text);
   return *this;
-}
-
-StringBuffer::~StringBuffer() {
-  if (m_secure) wipeStorage();
-  delete[] m_heap;
-  dvStoreForGood(m_inline[0], '\0');
-  dvStoreForGood<unsigned char*>(m_heap, nullptr);
-  dvStoreForGood<char*>(m_data, nullptr);
-  dvStoreForGood(m_capacity, 0U);
-  dvStoreForGood(m_length, 0U);
-  dvStoreForGood(m_extendSize, 0U);
-  dvStoreForGood(m_magic, static_cast<unsigned char>(0));
 }
 
 // ---- Factories ----
@@ -122,13 +116,14 @@ unsigned char* StringBuffer::extractString(unsigned int* outLength) {
 unsigned char* StringBuffer::extractString2(unsigned int& length, unsigned int& size) {
   length = contentSize();
   unsigned char* block = m_heap;
-  unsigned int blockSize = m_capacity;
-  if (block == nullptr) {
+  unsigned int blockSize = m_recordedCapacity;
+  if (isInline()) {
     blockSize = contentSize() + 1;
     block = dvNewUnsignedChar(blockSize);
     if (block == nullptr) return nullptr;
     std::memcpy(block, m_inline, blockSize - 1);
     block[blockSize - 1] = '\0';
+    dropReserve();
   }
   size = blockSize;
   resetToInline();
@@ -136,14 +131,22 @@ unsigned char* StringBuffer::extractString2(unsigned int& length, unsigned int& 
 }
 
 void StringBuffer::takeSb(StringBuffer& source) {
+  const SanityCheck check(*this);
   clear();
+  takeStorage(source);
+}
+
+void StringBuffer::takeStorage(StringBuffer& source) noexcept {
   const unsigned int length = source.contentSize();
   m_extendSize = source.m_extendSize;
-  if (source.m_heap != nullptr) {
-    adoptBlock(source.m_heap, source.m_capacity, length);
-  } else {
+  if (source.isInline()) {
     std::memmove(m_inline, source.m_inline, length);
     endAt(length);
+    source.dropReserve();
+  } else {
+    const unsigned int held = source.m_heldSize;
+    adoptBlock(source.m_heap, source.m_recordedCapacity, length);
+    m_heldSize = held;
   }
   source.resetToInline();
 }
@@ -164,37 +167,49 @@ bool StringBuffer::append(const DataBuffer& data) {
 // ---- Memory ----
 
 void StringBuffer::minimizeMemoryUsage() {
-  if (m_heap == nullptr) return;
-  unsigned char* const oldBlock = m_heap;
-  const unsigned int oldCapacity = m_capacity;
+  const SanityCheck check(*this);
+  dropReserve();
+  if (isInline()) return;
   const unsigned int length = contentSize();
   if (length < kInlineSize) {
+    const RetiredBlock old = {m_heap, m_recordedCapacity};
     std::memcpy(m_inline, m_data, length);
     m_heap = nullptr;
-    m_capacity = 0;
+    m_recordedCapacity = 0;
+    m_heldSize = 0;
     m_data = m_inline;
-  } else {
-    if (oldCapacity <= std::uint64_t{length} + 256) return;
-    unsigned char* const block = dvNewUnsignedChar(length + 1);
-    if (block == nullptr) return;
-    std::memcpy(block, m_data, length);
-    adoptBlock(block, length + 1, length);
+    endAt(length);
+    release(old);
+  } else if (m_recordedCapacity > std::uint64_t{length} + 256) {
+    moveToExactBlock(length + 1);
+  } else if (m_heldSize != m_recordedCapacity) {
+    moveToExactBlock(m_recordedCapacity);
   }
+}
+
+// A block that cannot be had leaves everything as it is.
+void StringBuffer::moveToExactBlock(unsigned int capacity) {
+  unsigned char* const block = dvNewUnsignedChar(capacity);
+  if (block == nullptr) return;
+  RetiredBlock old;
+  const unsigned int length = contentSize();
+  moveTo(block, capacity, old);
+  adoptBlock(block, capacity, length);
   endAt(length);
-  retireBlock(oldBlock, oldCapacity);
+  release(old);
 }
 
 unsigned int StringBuffer::memoryUsage() const noexcept {
   constexpr unsigned int kObjectSize = sizeof(StringBuffer);
   constexpr unsigned int kMost = std::numeric_limits<unsigned int>::max();
-  return m_capacity > kMost - kObjectSize ? kMost : m_capacity + kObjectSize;
+  return m_recordedCapacity > kMost - kObjectSize ? kMost : m_recordedCapacity + kObjectSize;
 }
 
-unsigned int StringBuffer::heapUsage() { return m_capacity; }
+unsigned int StringBuffer::heapUsage() { return m_recordedCapacity; }
 
 void StringBuffer::logSbMemUsage(LogBase& log) const {
   const LogContextExitor context(log, "sbMemUsage");
-  log.LogDataLong("bufSize", static_cast<long>(m_capacity));
+  log.LogDataLong("bufSize", static_cast<long>(m_recordedCapacity));
   log.LogDataLong("dataSize", static_cast<long>(m_length));
   withTerminatedText([&log](const char* text) { log.LogData("str", text); });
 }

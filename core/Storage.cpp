@@ -1,74 +1,176 @@
 // The storage of StringBuffer: one growth function, the clears and the truncations. Callers see the
-// growth sequence through heapUsage() and getExtendSize(), so it is told only here. Tested in
-// tests/core/StorageTest.cpp and, at the largest sizes, in tests/limits/.
+// growth sequence through heapUsage() and getExtendSize(), so it is written only here. It says what
+// is recorded; how much memory is held is another matter, decided in sizeToHold(). Tested in
+// tests/core/StorageTest.cpp, tests/core/HeldBlockTest.cpp and, at the largest sizes, in
+// tests/limits/.
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 
 #include "core/StringBuffer.h"
 #include "core/internal/Limits.h"
+#include "core/internal/SanityCheck.h"
 #include "support/dvMemory.h"
 #include "support/internal/AddressRange.h"
 
 using dorvane::internal::kMaxContent;
 using dorvane::internal::pointsInto;
 
+using dorvane::internal::SanityCheck;
+
 namespace {
 
 constexpr unsigned int kMaxExtendSize = 500000;
 constexpr unsigned int kCapacityOfMaxExtendSize = 1000001;
+constexpr std::uint64_t kMaxBlock = kMaxContent + 1;
 
-// What a block for `total` bytes of content gets: the NUL and the slack, or only the NUL when the
-// slack would make the block larger than the longest content needs.
+// What a block for `total` bytes of content is recorded with: the NUL and the slack, or only the
+// NUL if the slack would make it larger than the longest content needs.
 unsigned int capacityFor(std::uint64_t total, unsigned int slack) {
   const std::uint64_t withSlack = total + slack + 1;
-  return static_cast<unsigned int>(withSlack <= kMaxContent + 1 ? withSlack : total + 1);
+  return static_cast<unsigned int>(withSlack <= kMaxBlock ? withSlack : total + 1);
 }
 
-// The slack of the allocation after one of `capacity` bytes.
+// The slack of the step after one to `capacity` bytes.
 unsigned int nextExtendSize(unsigned int extendSize, unsigned int capacity) {
   if (extendSize >= kMaxExtendSize || extendSize >= capacity) return extendSize;
   return capacity > kCapacityOfMaxExtendSize ? kMaxExtendSize : capacity / 2;
 }
 
+// The memory to hold for a recorded capacity. Steps that grow with the content hold what they
+// record. Those of constant size, and those to the longest content, would copy the content in every
+// one of them: the block doubles there, so that a byte is copied once on average.
+std::uint64_t sizeToHold(unsigned int capacity, unsigned int slack, unsigned int held) {
+  const bool isLinear = slack >= kMaxExtendSize || capacity + std::uint64_t{slack} >= kMaxBlock;
+  if (held == 0 || slack == 0 || !isLinear) return capacity;
+  return std::max<std::uint64_t>(capacity, std::min(std::uint64_t{held} * 2, kMaxBlock));
+}
+
+// No slack of a content that ends with `total` bytes is larger, if it starts with `extendSize`.
+std::uint64_t largestSlack(std::uint64_t total, unsigned int extendSize) {
+  return std::max<std::uint64_t>(extendSize, std::min<std::uint64_t>(total / 2, kMaxExtendSize));
+}
+
+constexpr bool isAt(std::size_t offset, std::size_t expected) {
+  return sizeof(void*) != 8 || offset == expected;
+}
+
 }  // namespace
+
+// ---- Layout ----
+
+#if defined(__GNUC__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Winvalid-offsetof"
+#endif
+
+// The layout where a pointer has 64 bits. It is part of the binary interface.
+struct StringBuffer::Layout {
+  static_assert(isAt(sizeof(StringBuffer), 136));
+  static_assert(isAt(offsetof(StringBuffer, m_magic), 12));
+  static_assert(isAt(offsetof(StringBuffer, m_secure), 13));
+  static_assert(isAt(offsetof(StringBuffer, m_data), 16));
+  static_assert(isAt(offsetof(StringBuffer, m_inline), 24));
+  static_assert(isAt(offsetof(StringBuffer, m_heap), 112));
+  static_assert(isAt(offsetof(StringBuffer, m_recordedCapacity), 120));
+  static_assert(isAt(offsetof(StringBuffer, m_length), 124));
+  static_assert(isAt(offsetof(StringBuffer, m_extendSize), 128));
+  static_assert(isAt(offsetof(StringBuffer, m_heldSize), 132));
+};
+
+#if defined(__GNUC__)
+#pragma GCC diagnostic pop
+#endif
 
 // ---- Growth ----
 
-bool StringBuffer::moveToLargerBlock(std::size_t n) {
+bool StringBuffer::takeStep(std::uint64_t n, RetiredBlock& old) {
   if (m_magic != kMagic || n > kMaxContent - std::min<std::uint64_t>(m_length, kMaxContent))
     return false;
-  const unsigned int capacity = capacityFor(std::uint64_t{m_length} + n, m_extendSize);
-  unsigned char* const block = dvNewUnsignedChar(capacity);
-  if (block == nullptr) return false;
-
-  const unsigned int held = contentSize();
-  std::memcpy(block, m_data, held);
-  if (held != m_length) std::memset(block + held, 0, m_length - held);
-  block[m_length] = 0;
+  const unsigned int capacity = capacityFor(m_length + n, m_extendSize);
+  const bool wasInline = isInline();
+  if (capacity > m_heldSize) {
+    auto size = static_cast<unsigned int>(sizeToHold(capacity, m_extendSize, m_heldSize));
+    unsigned char* block = dvNewUnsignedChar(size);
+    if (block == nullptr && size != capacity) block = dvNewUnsignedChar(size = capacity);
+    if (block == nullptr) return false;
+    moveTo(block, size, old);
+  } else if (wasInline) {
+    copyContentTo(m_heap);
+  }
+  m_data = reinterpret_cast<char*>(m_heap);
+  m_recordedCapacity = capacity;
   // Deliberate: the first move to the heap leaves the extend size as it is.
-  if (m_heap != nullptr) m_extendSize = nextExtendSize(m_extendSize, capacity);
-  adoptBlock(block, capacity, m_length);
+  if (!wasInline) m_extendSize = nextExtendSize(m_extendSize, capacity);
   return true;
 }
 
-bool StringBuffer::grow(std::size_t n) {
-  unsigned char* const oldBlock = m_heap;
-  const unsigned int oldCapacity = m_capacity;
-  if (!moveToLargerBlock(n)) return false;
-  retireBlock(oldBlock, oldCapacity);
+bool StringBuffer::grow(std::uint64_t n) {
+  const SanityCheck check(*this);
+  RetiredBlock old;
+  if (!takeStep(n, old)) return false;
+  m_data[m_length] = '\0';
+  release(old);
   return true;
 }
 
 bool StringBuffer::growAndAppend(const char* bytes, std::size_t n) {
-  unsigned char* const oldBlock = m_heap;
-  const unsigned int oldCapacity = m_capacity;
-  if (!moveToLargerBlock(n)) return false;
-  // The bytes may lie in the old block, which is therefore released last.
-  std::memcpy(m_data + m_length, bytes, n);
+  const SanityCheck check(*this);
+  RetiredBlock old;
+  if (!takeStep(n, old)) return false;
+  // The bytes may lie in the old block, which is therefore released last, or in this one.
+  std::memmove(m_data + m_length, bytes, n);
   endAt(m_length + static_cast<unsigned int>(n));
-  retireBlock(oldBlock, oldCapacity);
+  release(old);
   return true;
+}
+
+void StringBuffer::copyContentTo(unsigned char* block) const noexcept {
+  const unsigned int size = contentSize();
+  std::memcpy(block, m_data, size);
+  if (size != m_length) std::memset(block + size, 0, m_length - size);
+}
+
+void StringBuffer::moveTo(unsigned char* block, unsigned int size, RetiredBlock& old) noexcept {
+  copyContentTo(block);
+  old = {m_heap, m_recordedCapacity};
+  m_heap = block;
+  m_heldSize = size;
+}
+
+void StringBuffer::release(const RetiredBlock& old) const {
+  if (m_secure) dvSecureZero(old.bytes, old.used);
+  delete[] old.bytes;
+}
+
+// Room for the largest capacity that can be recorded on the way there.
+void StringBuffer::reserve(std::uint64_t total) {
+  const SanityCheck check(*this);
+  if (m_magic != kMagic || total < kInlineSize || total > kMaxContent || total < m_length) return;
+  const auto size =
+      static_cast<unsigned int>(std::min(total + largestSlack(total, m_extendSize) + 1, kMaxBlock));
+  if (size <= m_heldSize || total < storageSize()) return;
+  unsigned char* const block = dvNewUnsignedChar(size);
+  if (block == nullptr) return;
+  RetiredBlock old;
+  if (isInline()) {
+    old.bytes = m_heap;
+    m_heap = block;
+    m_heldSize = size;
+  } else {
+    moveTo(block, size, old);
+    m_data = reinterpret_cast<char*>(block);
+    m_data[m_length] = '\0';
+  }
+  release(old);
+}
+
+void StringBuffer::dropReserve() noexcept {
+  if (!isInline()) return;
+  delete[] m_heap;
+  m_heap = nullptr;
+  m_heldSize = 0;
 }
 
 void StringBuffer::appendSingly(std::string_view bytes) {
@@ -83,6 +185,7 @@ void StringBuffer::appendSingly(std::string_view bytes) {
 bool StringBuffer::expectNumBytes(unsigned int n) { return m_magic == kMagic && makeRoom(n); }
 
 bool StringBuffer::replaceKeepingBlock(std::string_view bytes) {
+  const SanityCheck check(*this);
   const unsigned int savedLength = m_length;
   const unsigned int savedExtendSize = m_extendSize;
   m_length = 0;
@@ -99,7 +202,7 @@ bool StringBuffer::replaceKeepingBlock(std::string_view bytes) {
   }
   if (!bytes.empty()) std::memmove(m_data, bytes.data(), bytes.size());
   endAt(static_cast<unsigned int>(bytes.size()));
-  if (m_heap != nullptr) m_inline[0] = '\0';
+  if (!isInline()) m_inline[0] = '\0';
   dropTrailingNuls();
   return true;
 }
@@ -141,33 +244,38 @@ bool StringBuffer::appendExactFit(const char* bytes, std::size_t n) {
 
 // ---- Storage primitives ----
 
+// A buffer that looks dead is not judged, nor the length of one whose storage was just released.
+bool StringBuffer::isSane() const noexcept {
+  if (m_magic != kMagic) return true;
+  if ((m_heap == nullptr) != (m_heldSize == 0)) return false;
+  if (isInline()) return m_data == m_inline;
+  return m_data == reinterpret_cast<const char*>(m_heap) && m_recordedCapacity <= m_heldSize &&
+         m_length < m_recordedCapacity;
+}
+
 bool StringBuffer::ownsAddress(const void* p) const noexcept {
   return pointsInto(p, m_inline, kInlineSize) ||
-         (m_heap != nullptr && pointsInto(p, m_heap, m_capacity));
+         (m_heap != nullptr && pointsInto(p, m_heap, m_heldSize));
 }
 
 void StringBuffer::adoptBlock(unsigned char* block, unsigned int capacity,
                               unsigned int length) noexcept {
   m_heap = block;
   m_data = reinterpret_cast<char*>(block);
-  m_capacity = capacity;
+  m_recordedCapacity = capacity;
+  m_heldSize = capacity;
   m_length = length;
 }
 
-void StringBuffer::retireBlock(unsigned char* block, unsigned int capacity) const {
-  if (block == nullptr) return;
-  if (m_secure) dvSecureZero(block, capacity);
-  delete[] block;
-}
-
 void StringBuffer::wipeStorage() noexcept {
-  dvSecureZero(m_heap, m_capacity);
+  dvSecureZero(m_heap, m_recordedCapacity);
   dvSecureZero(m_inline, kInlineSize);
 }
 
 void StringBuffer::resetToInline() noexcept {
   m_heap = nullptr;
-  m_capacity = 0;
+  m_recordedCapacity = 0;
+  m_heldSize = 0;
   m_data = m_inline;
   m_extendSize = kInitialExtendSize;
   endAt(0);
@@ -203,6 +311,7 @@ bool StringBuffer::append(const StringBuffer& other) {
 }
 
 bool StringBuffer::setString(const char* text) {
+  const SanityCheck check(*this);
   const std::size_t n = text == nullptr ? 0 : std::strlen(text);
   m_extendSize = kInitialExtendSize;
   bool done = true;
@@ -214,7 +323,7 @@ bool StringBuffer::setString(const char* text) {
     endAt(0);
     done = n == 0 || appendBytes(text, n);
   }
-  if (m_heap != nullptr) m_inline[0] = '\0';
+  if (!isInline()) m_inline[0] = '\0';
   return done;
 }
 
@@ -227,6 +336,7 @@ bool StringBuffer::setString(const StringBuffer& other) {
 // ---- Clearing ----
 
 void StringBuffer::clear() {
+  const SanityCheck check(*this);
   if (m_secure) wipeStorage();
   delete[] m_heap;
   resetToInline();
@@ -235,12 +345,14 @@ void StringBuffer::clear() {
 void StringBuffer::strongClear() { clear(); }
 
 void StringBuffer::secureClear() {
+  const SanityCheck check(*this);
   wipeStorage();
   delete[] m_heap;
   resetToInline();
 }
 
 void StringBuffer::weakClear() noexcept {
+  const SanityCheck check(*this);
   m_inline[0] = '\0';
   m_extendSize = kInitialExtendSize;
   endAt(0);
@@ -252,7 +364,8 @@ void StringBuffer::releaseBuffer() {
   if (m_secure) wipeStorage();
   delete[] m_heap;
   m_heap = nullptr;
-  m_capacity = 0;
+  m_recordedCapacity = 0;
+  m_heldSize = 0;
   m_data = m_inline;
 }
 
@@ -268,6 +381,7 @@ void StringBuffer::chopAt(unsigned int index) noexcept {
 }
 
 unsigned int StringBuffer::rollback(unsigned int newLength) noexcept {
+  const SanityCheck check(*this);
   const unsigned int length = contentSize();
   if (length <= newLength) return m_length;
   std::memset(m_data + newLength, 0, length - newLength);
@@ -276,6 +390,7 @@ unsigned int StringBuffer::rollback(unsigned int newLength) noexcept {
 }
 
 unsigned int StringBuffer::removeChunk(unsigned int start, unsigned int count) noexcept {
+  const SanityCheck check(*this);
   const std::string_view all = content();
   if (start >= all.size() || count > all.size() - start) return m_length;
   std::string_view rest = all.substr(start + count);

@@ -9,6 +9,7 @@
 #include <type_traits>
 
 #include "support/NonRefCountedObj.h"
+#include "support/dvMemory.h"
 
 class DataBuffer;
 class DorvaneHandle;
@@ -19,7 +20,9 @@ class XString;
 class _dvHashMap;
 
 namespace dorvane::internal {
+class BufferAccess;
 class ByteSet;
+class SanityCheck;
 }  // namespace dorvane::internal
 
 /// A byte string with an explicit 32-bit length and a terminating NUL: the text buffer of the
@@ -163,6 +166,12 @@ class StringBuffer : public NonRefCountedObj {
   /// A copy of the content and of the secure flag; empty when `other` is no longer alive or memory
   /// is exhausted.
   StringBuffer(const StringBuffer& other);
+
+  /// Takes content, heap block, extend size and secure flag of `source` over and leaves `source`
+  /// empty; its storage is wiped if it is secure. Empty if `source` is no longer alive. An addition
+  /// for containers, which move their elements; there is no move assignment, so that assigning a
+  /// temporary does what assigning does.
+  StringBuffer(StringBuffer&& source) noexcept;
 
   /// Deliberate: appends the text, as append() does, instead of replacing the content.
   StringBuffer& operator=(const char* text);
@@ -1233,17 +1242,32 @@ class StringBuffer : public NonRefCountedObj {
   /// @}
 
  private:
+  friend class dorvane::internal::BufferAccess;
+  friend class dorvane::internal::SanityCheck;
+
+  struct Layout;
+
   static constexpr unsigned char kMagic = 0xAA;
   static constexpr unsigned int kInlineSize = 82;
   static constexpr unsigned int kInitialExtendSize = 202;
 
   // The storage primitives: all other code is written on these.
 
-  // Size of the current storage; the content and its NUL fit inside.
-  unsigned int storageSize() const noexcept { return m_heap ? m_capacity : kInlineSize; }
+  // The capacity that callers see, and the memory that is held, are two things. The recorded
+  // capacity is bookkeeping: it follows the growth rule append by append, and is 0 while the
+  // content is inline. The held block is never smaller; bytes of it beyond the recorded capacity
+  // are never written. A block may be held while the content is still inline: room for what is to
+  // come.
 
-  // True when n more bytes and the NUL fit without growth.
-  bool fits(unsigned long long n) const noexcept { return m_length + n < storageSize(); }
+  bool isInline() const noexcept { return m_recordedCapacity == 0; }
+
+  // Size of the current storage; the content and its NUL fit inside.
+  unsigned int storageSize() const noexcept {
+    return isInline() ? kInlineSize : m_recordedCapacity;
+  }
+
+  // True if n more bytes and the NUL fit without growth.
+  bool fits(std::uint64_t n) const noexcept { return m_length + n < storageSize(); }
 
   // The length, bounded by the storage: releaseBuffer() leaves a stale one.
   unsigned int contentSize() const noexcept {
@@ -1265,13 +1289,20 @@ class StringBuffer : public NonRefCountedObj {
     return use(static_cast<const char*>(copy.m_data));
   }
 
-  // True when `p` points into this buffer's storage, so that changing the buffer may change or
+  // True if `p` points into this buffer's storage, so that changing the buffer may change or
   // release what `p` points at.
   bool ownsAddress(const void* p) const noexcept;
 
   // Makes room for n more bytes and the NUL.
-  bool makeRoom(std::size_t n) { return fits(n) || grow(n); }
-  bool grow(std::size_t n);
+  bool makeRoom(std::uint64_t n) { return fits(n) || grow(n); }
+  bool grow(std::uint64_t n);
+
+  // Holds memory for a content of `total` bytes, whatever the steps are in which it is appended.
+  // Nothing that a caller can see changes. If the memory cannot be had, the appends that follow
+  // make room as usual.
+  void reserve(std::uint64_t total);
+  // Gives a block back that is held while the content is inline.
+  void dropReserve() noexcept;
 
   // Appends raw bytes, without the trim of appendN(); they may lie in this buffer's storage.
   bool appendBytes(const char* bytes, std::size_t n);
@@ -1290,12 +1321,25 @@ class StringBuffer : public NonRefCountedObj {
   // Ends the content before the NULs at its end.
   void dropTrailingNuls() noexcept;
 
-  // Allocates the next block for n more bytes and copies the content; the old block stays alive,
-  // for the caller to release.
-  bool moveToLargerBlock(std::size_t n);
-  void retireBlock(unsigned char* block, unsigned int capacity) const;
+  // A block that is no longer the storage, and how much of it has been in use.
+  struct RetiredBlock {
+    unsigned char* bytes = nullptr;
+    unsigned int used = 0;
+  };
 
-  // Overwrites the heap block and the inline array with zeros.
+  // Takes the next step of the growth rule, for n more bytes. The content may move; its old block
+  // then stays alive, in `old`, for the caller to release. The terminator is the caller's, too.
+  bool takeStep(std::uint64_t n, RetiredBlock& old);
+  // Moves the content into a new block, of which nothing is recorded yet.
+  void moveTo(unsigned char* block, unsigned int size, RetiredBlock& old) noexcept;
+  // Copies the content to the start of a block.
+  void copyContentTo(unsigned char* block) const noexcept;
+  void release(const RetiredBlock& old) const;
+
+  // What holds between the members, also after a caller has written to the content.
+  bool isSane() const noexcept;
+
+  // Overwrites what has been in use of the heap block, and the inline array, with zeros.
   void wipeStorage() noexcept;
 
   // Empty and inline with the initial extend size; a heap block is forgotten, not released.
@@ -1305,15 +1349,21 @@ class StringBuffer : public NonRefCountedObj {
   // NUL follows them. The former storage has been given up before.
   void adoptBlock(unsigned char* block, unsigned int capacity, unsigned int length) noexcept;
 
-  // As weakClear() and appendN(), but nothing has changed when the buffer cannot grow.
+  // Moves the content into a block of exactly that size, if it can be had.
+  void moveToExactBlock(unsigned int capacity);
+
+  // Takes the content and the block of `source`, which becomes empty; this buffer has none.
+  void takeStorage(StringBuffer& source) noexcept;
+
+  // As weakClear() and appendN(), but nothing has changed if the buffer cannot grow.
   bool replaceKeepingBlock(std::string_view bytes);
 
   // Replaces the content by the pieces in order, as clear() and one appendN() of them all would
-  // store them, but nothing has changed when the buffer cannot grow. The pieces may lie in this
+  // store them, but nothing has changed if the buffer cannot grow. The pieces may lie in this
   // buffer.
   bool replaceByPieces(std::initializer_list<std::string_view> pieces);
 
-  // Gives the storage up (wiped when secure) and adopts a block whose first `length` bytes are the
+  // Gives the storage up (wiped if secure) and adopts a block whose first `length` bytes are the
   // new content; the extend size stays.
   void replaceByBlock(unsigned char* block, unsigned int capacity, unsigned int length);
 
@@ -1385,9 +1435,10 @@ class StringBuffer : public NonRefCountedObj {
   char* m_data = m_inline;
   char m_inline[kInlineSize];
   unsigned char* m_heap = nullptr;
-  unsigned int m_capacity = 0;
+  unsigned int m_recordedCapacity = 0;
   unsigned int m_length = 0;
   unsigned int m_extendSize = kInitialExtendSize;
+  unsigned int m_heldSize = 0;
 };
 
 inline bool StringBuffer::appendBytes(const char* bytes, std::size_t n) {
@@ -1408,13 +1459,34 @@ inline bool StringBuffer::appendN(const char* bytes, unsigned int n) {
   return true;
 }
 
+// The length is stored before the bytes: they may be anybody's for all the compiler knows, so that
+// it would have to read the length again after them.
 inline bool StringBuffer::appendChar(char c) {
   if (!makeRoom(1)) return false;
-  char* const end = m_data + m_length;
+  const unsigned int length = m_length;
+  char* const end = m_data + length;
+  m_length = length + 1;
   end[0] = c;
   end[1] = '\0';
-  ++m_length;
   return true;
+}
+
+inline StringBuffer::StringBuffer() noexcept { m_inline[0] = '\0'; }
+
+inline StringBuffer::StringBuffer(const char* text) : StringBuffer() { append(text); }
+
+inline StringBuffer::~StringBuffer() {
+  if (m_secure) wipeStorage();
+  delete[] m_heap;
+  m_inline[0] = '\0';
+  m_heap = nullptr;
+  m_data = nullptr;
+  m_recordedCapacity = 0;
+  m_length = 0;
+  m_extendSize = 0;
+  m_heldSize = 0;
+  m_magic = 0;
+  dvKeepStores(this);
 }
 
 #endif

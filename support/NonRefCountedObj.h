@@ -2,6 +2,7 @@
 #define DORVANE_SUPPORT_NONREFCOUNTEDOBJ_H
 
 #include "support/DorvaneObject.h"
+#include "support/dvMemory.h"
 
 /// Base of objects with one owner. It carries a validity word, so that an operation that is
 /// handed a reference to an object that has already died can refuse it instead of copying
@@ -20,7 +21,10 @@ class NonRefCountedObj : public DorvaneObject {
   NonRefCountedObj& operator=(const NonRefCountedObj&) noexcept { return *this; }
 
   /// Overwrites the validity word; the store reaches memory at every optimisation level.
-  ~NonRefCountedObj() override;
+  ~NonRefCountedObj() override {
+    m_validityWord = 0;
+    dvKeepStores(this);
+  }
 
   /// True while the object lives.
   bool hasLiveWord() const noexcept { return m_validityWord == kLiveWord; }

@@ -13,11 +13,15 @@ unsigned int* dvNewUint32(unsigned int n);
 /// the storage is released right afterwards. Null or 0 does nothing.
 void dvSecureZero(void* bytes, std::size_t n);
 
-/// Stores `value` in `field` so that the write reaches memory although the object that holds
-/// the field is about to die. (A compiler may drop a plain store in a destructor.)
-template <class T>
-void dvStoreForGood(T& field, T value) noexcept {
-  *const_cast<volatile T*>(&field) = value;
+/// The stores to an object that is about to die reach memory before this call, although nothing of
+/// this program reads them any more. (A compiler may drop plain stores in a destructor.)
+inline void dvKeepStores(void* object) noexcept {
+#if defined(__GNUC__)
+  __asm__ __volatile__("" : : "r"(object) : "memory");
+#else
+  static void* volatile sink;
+  sink = object;
+#endif
 }
 
 #endif

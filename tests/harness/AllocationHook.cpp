@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <new>
 #include <utility>
 
@@ -12,6 +13,7 @@ namespace {
 struct HookState {
   harness::FailingAllocation failing;
   long live = 0;
+  harness::AllocationCount made = {0, 0};
   harness::WatchReleases::Callback* callback = nullptr;
 };
 
@@ -28,6 +30,9 @@ void* allocate(std::size_t size) noexcept {
   if (raw == nullptr) return nullptr;
   *reinterpret_cast<std::size_t*>(raw) = size;
   ++t_hook.live;
+  ++t_hook.made.blocks;
+  t_hook.made.bytes += static_cast<long long>(size);
+  std::memset(raw + kHeader, harness::kFreshByte, size);
   return raw + kHeader;
 }
 
@@ -96,6 +101,15 @@ WatchReleases::WatchReleases(Callback callback) {
 }
 
 WatchReleases::~WatchReleases() { delete std::exchange(t_hook.callback, nullptr); }
+
+bool isWiped(const unsigned char* block, std::size_t size) {
+  while (size > 0 && block[size - 1] == kFreshByte) --size;
+  for (; size > 0; --size)
+    if (block[size - 1] != 0) return false;
+  return true;
+}
+
+AllocationCount allocationsMade() { return t_hook.made; }
 
 long liveBlocks() { return t_hook.live; }
 

@@ -41,6 +41,20 @@ class WatchReleases {
   WatchReleases& operator=(const WatchReleases&) = delete;
 };
 
+// What a fresh block is filled with: neither a zero nor text.
+constexpr unsigned char kFreshByte = 0xA5;
+
+// True if nothing of what was written to a block is left in it. The end of a block that was never
+// in use still has its fresh bytes.
+bool isWiped(const unsigned char* block, std::size_t size);
+
+// Allocations of this thread and the bytes that they asked for, since its start.
+struct AllocationCount {
+  long long blocks;
+  long long bytes;
+};
+AllocationCount allocationsMade();
+
 // Number of live blocks allocated by this thread; equal before and after means no leak.
 long liveBlocks();
 

@@ -29,9 +29,13 @@ inline bool isZero(std::string_view bytes) {
   return bytes.find_first_not_of('\0') == std::string_view::npos;
 }
 
+inline bool isWiped(std::string_view block) {
+  return isWiped(reinterpret_cast<const unsigned char*>(block.data()), block.size());
+}
+
 inline testing::AssertionResult allWiped(const std::vector<std::string>& blocks) {
   for (const std::string& block : blocks) {
-    if (isZero(block)) continue;
+    if (isWiped(block)) continue;
     return testing::AssertionFailure()
            << "a block of " << block.size() << " bytes is released with a byte at "
            << block.find_first_not_of('\0');
@@ -45,7 +49,7 @@ inline bool wipesItsBlocks(StringBuffer& buffer) {
   buffer.clear();
   buffer.append(text.c_str());
   const std::vector<std::string> blocks = releasedBy([&] { buffer.clear(); });
-  return blocks.size() == 1 && isZero(blocks[0]);
+  return blocks.size() == 1 && isWiped(blocks[0]);
 }
 
 }  // namespace harness

@@ -26,6 +26,7 @@ struct StorageFields {
   unsigned int capacity = 0;
   unsigned int length = 0;
   unsigned int extendSize = 0;
+  unsigned int heldSize = 0;
 };
 
 // The same fields in the same order: tells where they lie in the object.
@@ -38,6 +39,7 @@ struct StorageLayout : NonRefCountedObj {
   unsigned int capacity = 0;
   unsigned int length = 0;
   unsigned int extendSize = 0;
+  unsigned int heldSize = 0;
 
   template <class Field>
   std::size_t offsetOf(const Field& field) const {
@@ -91,6 +93,7 @@ inline StorageFields peekFields(const void* object) {
   fields.capacity = peek<unsigned int>(object, at.offsetOf(at.capacity));
   fields.length = peek<unsigned int>(object, at.offsetOf(at.length));
   fields.extendSize = peek<unsigned int>(object, at.offsetOf(at.extendSize));
+  fields.heldSize = peek<unsigned int>(object, at.offsetOf(at.heldSize));
   return fields;
 }
 

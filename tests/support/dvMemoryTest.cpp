@@ -60,11 +60,14 @@ TEST(DvSecureZero, ReachesMemoryThatIsReleasedRightAfterwards) {
 }
 
 struct Marked {
-  ~Marked() { dvStoreForGood(mark, 7U); }
+  ~Marked() {
+    mark = 7;
+    dvKeepStores(this);
+  }
   unsigned int mark = 1;
 };
 
-TEST(DvStoreForGood, ReachesMemoryOfADyingObject) {
+TEST(DvKeepStores, ReachMemoryOfADyingObject) {
   unsigned int left = 0;
   {
     const harness::WatchReleases watch([&](const unsigned char* block, std::size_t size) {

@@ -1,5 +1,0 @@
-#include "support/NonRefCountedObj.h"
-
-#include "support/dvMemory.h"
-
-NonRefCountedObj::~NonRefCountedObj() { dvStoreForGood(m_validityWord, 0U); }
