@@ -20,6 +20,7 @@ class XString;
 class _dvHashMap;
 
 namespace dorvane::internal {
+template <class Buffer>
 class BufferAccess;
 class ByteSet;
 class SanityCheck;
@@ -1242,6 +1243,7 @@ class StringBuffer : public NonRefCountedObj {
   /// @}
 
  private:
+  template <class Buffer>
   friend class dorvane::internal::BufferAccess;
   friend class dorvane::internal::SanityCheck;
 

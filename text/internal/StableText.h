@@ -5,6 +5,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "core/StringBuffer.h"
+#include "core/internal/BufferAccess.h"
 #include "support/dvMemory.h"
 
 namespace dorvane::internal {
@@ -14,7 +16,13 @@ namespace dorvane::internal {
 /// secret of a secure buffer.
 class StableText {
  public:
-  /// `owned` tells that the text lies in the storage of the buffer that is about to change.
+  /// The buffer is the one that is about to change.
+  StableText(const char* text, const StringBuffer& buffer)
+      : StableText(text, BufferAccess(buffer).owns(text)) {}
+  /// The same for bytes of a given length; null counts as none.
+  StableText(const void* bytes, std::size_t n, const StringBuffer& buffer)
+      : StableText(bytes, n, BufferAccess(buffer).owns(bytes)) {}
+  /// `owned` tells that the text lies in what is about to change.
   StableText(const char* text, bool owned)
       : StableText(text, text == nullptr ? 0 : std::strlen(text), owned) {}
   /// The same for bytes of a given length; null counts as none.
