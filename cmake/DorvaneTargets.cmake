@@ -18,8 +18,10 @@ function(dorvane_library target)
   target_compile_features(${target} PUBLIC cxx_std_17)
   # Files of more than 2 GiB, where a long has 32 bits.
   target_compile_definitions(${target} PRIVATE _FILE_OFFSET_BITS=64)
-  # The sanitizer and fuzz presets are debug builds.
-  target_compile_definitions(${target} PRIVATE $<$<CONFIG:Debug>:DORVANE_CHECK_INVARIANTS>)
+  # The sanitizer and fuzz presets are debug builds. The tests see internal headers, which depend on
+  # this; the installed ones do not.
+  target_compile_definitions(${target} PUBLIC
+    $<BUILD_INTERFACE:$<$<CONFIG:Debug>:DORVANE_CHECK_INVARIANTS>>)
   target_include_directories(${target} PUBLIC "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>")
   target_link_libraries(${target} PUBLIC Threads::Threads)
   dorvane_warnings(${target})
