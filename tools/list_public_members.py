@@ -197,7 +197,8 @@ def address_line(member):
             f"(&{member.owner}::{member.name}{arguments}));")
 
 
-CONSTRUCTOR_ARGUMENTS = {"()": "", "(const char*)": '("text")', "(const StringBuffer&)": "(buffer)"}
+CONSTRUCTOR_ARGUMENTS = {"()": "", "(const char*)": '("text")', "(const StringBuffer&)": "(buffer)",
+                         "(StringBuffer&&)": "(static_cast<StringBuffer&&>(buffer))"}
 
 
 def use_line(member):

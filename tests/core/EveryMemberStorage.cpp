@@ -1,6 +1,7 @@
 // The rows of the families Storage, Lifecycle, Append and HexData.
 
 #include <iterator>
+#include <utility>
 
 #include "harness/EveryMember.h"
 
@@ -52,6 +53,8 @@ constexpr Member kRows[] = {
     {"StringBuffer(const char*)", "abc", "de", [](Call& c) { c.tell(StringBuffer(c.text)); }},
     {"StringBuffer(const StringBuffer&)", "abc", "",
      [](Call& c) { c.tell(StringBuffer(c.buffer)); }},
+    {"StringBuffer(StringBuffer&&)", "abc", "",
+     [](Call& c) { c.tell(StringBuffer(std::move(c.buffer))); }},
     {"operator=(const char*)", "abc", "de", [](Call& c) { c.buffer = c.text; }},
     {"operator=(const StringBuffer&)", "abc", "de", [](Call& c) { c.buffer = c.other; }},
     {"~StringBuffer", "abc", "", [](Call& c) { const StringBuffer gone(c.buffer); }},

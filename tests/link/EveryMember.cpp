@@ -57,6 +57,7 @@ void useBuffer() {
   { StringBuffer made; use(made.getSize() < 5); }
   { StringBuffer made("text"); use(made.getSize() < 5); }
   { StringBuffer made(buffer); use(made.getSize() < 5); }
+  { StringBuffer made(static_cast<StringBuffer&&>(buffer)); use(made.getSize() < 5); }
   keep(static_cast<StringBuffer& (StringBuffer::*)(const char*)>(&StringBuffer::operator=));
   keep(static_cast<StringBuffer& (StringBuffer::*)(const StringBuffer&)>(&StringBuffer::operator=));
   { StringBuffer gone; } use(true);
@@ -302,5 +303,5 @@ int main() {
   useBuffer();
   useWrapper();
   std::printf("%u public members\n", g_count);
-  return g_count == 261 ? 0 : 1;
+  return g_count == 262 ? 0 : 1;
 }
