@@ -208,6 +208,21 @@ TEST(HugeSlack, IsLeftOutOfALaterBlock) {
   }
 }
 
+// Where the slack no longer fits, every step is recorded as exact; the block doubles all the same.
+TEST(HugeSlack, LeftOutStepByStepTakesFewAllocations) {
+  StringBuffer buffer;
+  ASSERT_TRUE(appendBytes(buffer, letters(kMost - 30000)));
+  buffer.setExtendSize(600000);
+  ASSERT_TRUE(appendBytes(buffer, letters(1000)));
+  const harness::AllocationCount before = harness::allocationsMade();
+  while (buffer.getSize() < kMost) {
+    ASSERT_TRUE(buffer.appendChar('x'));
+    ASSERT_EQ(buffer.heapUsage(), buffer.getSize() + 1);
+  }
+  EXPECT_LE(harness::allocationsMade().blocks - before.blocks, 2);
+  EXPECT_FALSE(buffer.appendChar('x'));
+}
+
 TEST(HugeSlack, OfANewBufferIsLeftOut) {
   StringBuffer* const buffer = StringBuffer::createNewSB(kMost);
   ASSERT_NE(buffer, nullptr);
