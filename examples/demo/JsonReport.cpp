@@ -40,6 +40,7 @@ void appendPart(int number, const Part& part, StringBuffer& out) {
   out.append(part.size);
   appendMember("type", part.type, out);
   if (part.name.getSize() != 0) appendMember("name", part.name, out);
+  if (!isKnownCharset(part.charset.getString())) appendMember("unknown-charset", part.charset, out);
   if (part.kind == Kind::kText || part.kind == Kind::kHtml) appendText(part, out);
   out.append("}\n");
 }

@@ -49,6 +49,7 @@ void appendTitle(int number, const Part& part, StringBuffer& out) {
   out.append_d("\nPart #%d: ", number);
   out.append(part.type);
   appendDetail(part.charset, out);
+  if (!isKnownCharset(part.charset.getString())) out.append(" (not known)");
   appendDetail(part.encoding, out);
   appendDetail(part.name, out);
   out.append(", ");

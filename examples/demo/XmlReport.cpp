@@ -89,6 +89,8 @@ void appendPart(unsigned int number, const Part& part, StringBuffer& out) {
   addAttribute(attributes, "number", number);
   addAttribute(attributes, "type", part.type.getString());
   addAttribute(attributes, "name", part.name.getString());
+  if (!isKnownCharset(part.charset.getString()))
+    addAttribute(attributes, "unknown-charset", part.charset.getString());
   addAttribute(attributes, "bytes", part.size);
   openElement(1, "part", &attributes, out);
   if (part.kind == Kind::kTable)

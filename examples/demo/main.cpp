@@ -6,16 +6,17 @@
 // decodes bodies; ../shared/Utf8.cpp converts and cleans; ../shared/Html.cpp takes HTML apart;
 // TextReport.cpp, XmlReport.cpp and JsonReport.cpp write.
 
-#include <cstdio>
-#include <cstring>
+#include <climits>
 
 #include "Message.h"
 #include "Report.h"
+#include "shared/Arguments.h"
 #include "shared/TextFile.h"
 
 namespace {
 
 constexpr char kProgram[] = "dorvane-demo";
+constexpr char kUsage[] = "[FILE...]\nTakes mail messages and other text files apart.\n";
 constexpr char kShippedFile[] = DORVANE_EXAMPLE_DATA_DIR "/message.eml";
 
 void appendCount(const char* before, long long count, const char* behind, StringBuffer& out) {
@@ -67,12 +68,10 @@ bool demonstrate(const char* path) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc == 2 && std::strcmp(argv[1], "--help") == 0) {
-    std::puts("usage: dorvane-demo [FILE...]\nTakes mail messages and other text files apart.");
-    return 0;
-  }
-  if (argc < 2) return demonstrate(kShippedFile) ? 0 : 1;
-  bool allShown = true;
-  for (int i = 1; i < argc; ++i) allShown = demonstrate(argv[i]) && allShown;
+  Arguments arguments(kProgram, kUsage, INT_MAX);
+  if (!arguments.read(argc, argv)) return arguments.exitCode();
+  bool allShown = demonstrate(arguments.fileOr(0, kShippedFile));
+  for (int i = 1; i < arguments.fileCount(); ++i)
+    allShown = demonstrate(arguments.fileOr(i, "")) && allShown;
   return allShown ? 0 : 1;
 }

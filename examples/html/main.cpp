@@ -2,10 +2,8 @@
 // its text: no scripts, no comments, no tags of its own, everything escaped, and every address a
 // link. Without an argument it reads the page that comes with it, data/page.html.
 
-#include <cstdio>
-#include <cstring>
-
 #include "core/StringBuffer.h"
+#include "shared/Arguments.h"
 #include "shared/Html.h"
 #include "shared/TextFile.h"
 #include "shared/Utf8.h"
@@ -13,10 +11,11 @@
 namespace {
 
 constexpr char kProgram[] = "dorvane-clean";
+constexpr char kUsage[] = "[FILE]\nMakes a plain, safe page out of a saved web page.\n";
 constexpr char kShippedPage[] = DORVANE_EXAMPLE_DATA_DIR "/page.html";
 
 void getTitle(const StringBuffer& page, StringBuffer& title) {
-  page.getBetween("<title>", "</title>", title);
+  getHtmlTitle(page, title);
   htmlToText(title);
   makeLine(title, "utf-8");
   title.trim();
@@ -28,11 +27,16 @@ void appendHead(StringBuffer& title, StringBuffer& out) {
   out.append3("<title>", title.getString(), "</title>\n</head>\n<body>\n");
 }
 
+void warnOfCharset(const char* path, const StringBuffer& charset) {
+  if (isKnownCharset(charset.getString())) return;
+  StringBuffer warning;
+  warning.append2("names a charset that is not known: ", charset.getString());
+  complain(kProgram, path, warning.getString());
+}
+
 // The addresses become links in the end, and only in the body.
-void clean(StringBuffer& page, StringBuffer& out) {
-  StringBuffer charset;
+void clean(StringBuffer& page, const StringBuffer& charset, StringBuffer& out) {
   StringBuffer title;
-  getHtmlCharset(page, charset);
   makeText(page, charset.getString());
   getTitle(page, title);
   htmlToText(page);
@@ -55,8 +59,11 @@ bool run(const char* path) {
   StringBuffer reason;
   if (!loadTextFile(path, page, reason)) return complain(kProgram, path, reason.getString());
   const unsigned int size = page.getSize();
+  StringBuffer charset;
+  getHtmlCharset(page, charset);
+  warnOfCharset(path, charset);
   StringBuffer out;
-  clean(page, out);
+  clean(page, charset, out);
   appendSizes(size, out);
   return print(out) || complain(kProgram, path, "cannot be shown: no output");
 }
@@ -64,9 +71,7 @@ bool run(const char* path) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc == 2 && std::strcmp(argv[1], "--help") == 0) {
-    std::puts("usage: dorvane-clean [FILE]\nMakes a plain, safe page out of a saved web page.");
-    return 0;
-  }
-  return run(argc > 1 ? argv[1] : kShippedPage) ? 0 : 1;
+  Arguments arguments(kProgram, kUsage, 1);
+  if (!arguments.read(argc, argv)) return arguments.exitCode();
+  return run(arguments.fileOr(0, kShippedPage)) ? 0 : 1;
 }

@@ -6,10 +6,8 @@
 // of the column "customer". "{$amount}" is the quantity times the price, and "{$query}" names the
 // order in an address.
 
-#include <cstdio>
-#include <cstring>
-
 #include "Orders.h"
+#include "shared/Arguments.h"
 #include "shared/TextFile.h"
 #include "shared/Utf8.h"
 #include "support/_dvHashMap.h"
@@ -17,6 +15,7 @@
 namespace {
 
 constexpr char kProgram[] = "dorvane-report";
+constexpr char kUsage[] = "[ORDERS [TEMPLATE]]\nFills a letter for every order of a CSV file.\n";
 constexpr char kShippedOrders[] = DORVANE_EXAMPLE_DATA_DIR "/orders.csv";
 constexpr char kShippedLetter[] = DORVANE_EXAMPLE_DATA_DIR "/letter.txt";
 
@@ -117,9 +116,7 @@ bool run(const char* ordersPath, const char* letterPath) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc == 2 && std::strcmp(argv[1], "--help") == 0) {
-    std::puts("usage: dorvane-report [ORDERS [TEMPLATE]]\nFills a letter for every order.");
-    return 0;
-  }
-  return run(argc > 1 ? argv[1] : kShippedOrders, argc > 2 ? argv[2] : kShippedLetter) ? 0 : 1;
+  Arguments arguments(kProgram, kUsage, 2);
+  if (!arguments.read(argc, argv)) return arguments.exitCode();
+  return run(arguments.fileOr(0, kShippedOrders), arguments.fileOr(1, kShippedLetter)) ? 0 : 1;
 }

@@ -2,9 +2,8 @@
 
 #include "core/StringBuffer.h"
 #include "shared/Utf8.h"
-#include "support/DataBuffer.h"
 #include "support/ExtPtrArraySb.h"
-#include "support/LogNull.h"
+#include "support/_dvUtf.h"
 #include "support/dvString.h"
 
 namespace {
@@ -13,11 +12,27 @@ constexpr unsigned int kCharsetLookedFor = 1024;
 
 // ---- Links ----
 
+// Appends the value of the attribute "href", with or without quotes; nothing when there is none.
+void appendHref(const StringBuffer& attributes, StringBuffer& address) {
+  constexpr char kName[] = " href";
+  const char* const at = stristr(attributes.getString(), kName);
+  if (at == nullptr) return;
+  StringBuffer value(at + sizeof kName - 1);
+  value.trim2();
+  if (value.charAt(0) != '=') return;
+  value.removeChunk(0, 1);
+  value.trim2();
+  const char quote = value.charAt(0);
+  const bool isQuoted = quote == '"' || quote == '\'';
+  if (isQuoted) value.removeChunk(0, 1);
+  value.chopAtFirstChar(isQuoted ? quote : ' ');
+  address.append(value);
+}
+
 bool getAddress(const StringBuffer& piece, StringBuffer& address) {
-  StringBuffer attributes;
+  StringBuffer attributes(" ");
   if (!piece.getBetween("<a ", ">", attributes)) return false;
-  if (!attributes.getBetween("href=\"", "\"", address))
-    attributes.getBetween("href='", "'", address);
+  appendHref(attributes, address);
   // "javascript:" and the like lead nowhere.
   return address.beginsWithIgnoreCase("http://") || address.beginsWithIgnoreCase("https://");
 }
@@ -25,8 +40,7 @@ bool getAddress(const StringBuffer& piece, StringBuffer& address) {
 // Puts the address behind the text of each link, unless the text is the address already.
 bool showAddresses(StringBuffer& page) {
   // From now on these are written in lower case.
-  for (const char* const name : {"<a ", "</a>", "href="})
-    page.replaceAllOccurancesNoCase(name, name);
+  for (const char* const name : {"<a ", "</a>"}) page.replaceAllOccurancesNoCase(name, name);
   StringBuffer closingTag("</a>");
   ExtPtrArraySb pieces;
   if (!page.splitUsingBoundary(closingTag, pieces, 0)) return false;
@@ -43,23 +57,31 @@ bool showAddresses(StringBuffer& page) {
 
 // ---- Tags ----
 
-void removeHidden(StringBuffer& page) {
-  page.removeDelimited("<!--", "-->", true);
-  page.removeDelimited("<script", "</script>", false);
-  page.removeDelimited("<style", "</style>", false);
-  page.removeDelimited("<title", "</title>", false);
+void removeElement(const char* begin, const char* end, StringBuffer& page) {
+  StringBuffer endWithBlank(end);
+  endWithBlank.replaceCharAnsi('>', ' ');
+  endWithBlank.appendChar('>');
+  page.replaceAllOccurancesNoCase(endWithBlank.getString(), end);
+  page.removeDelimited(begin, end, false);
 }
 
-// Line endings mean nothing in HTML; the tags of blocks begin lines.
+void removeHidden(StringBuffer& page) {
+  page.removeDelimited("<!--", "-->", true);
+  removeElement("<script", "</script>", page);
+  removeElement("<style", "</style>", page);
+  removeElement("<title", "</title>", page);
+}
+
+// The tags of blocks begin lines.
 void setLines(StringBuffer& page) {
-  page.trimInsideSpaces();
   for (const char* const tag : {"<br", "<p", "</p", "<div", "</div", "<tr", "</tr", "<table",
                                 "</table", "<ul", "</ul", "<ol", "</ol", "</li", "<h", "</h"}) {
     StringBuffer onNewLine("\n");
     onNewLine.append(tag);
     page.replaceAllOccurancesNoCase(tag, onNewLine.getString());
   }
-  page.replaceAllOccurancesNoCase("<li>", "\n- ");
+  page.replaceAllOccurancesNoCase("<li>", "<li >");
+  page.replaceAllOccurancesNoCase("<li ", "\n- <li ");
   page.replaceAllOccurancesNoCase("<td", " <td");
 }
 
@@ -70,37 +92,45 @@ void removeTags(StringBuffer& page) {
 
 // ---- References ----
 
-// Appends a character by its number.
+// The character of a number as HTML has it: those of the C1 controls mean the characters that
+// Windows-1252 has there, and U+FFFD stands for what is no character.
 void appendCharacter(unsigned int codePoint, StringBuffer& out) {
-  constexpr int kUtf32Big = 12001;
-  constexpr int kUtf8 = 65001;
-  StringBuffer hex;
-  hex.appendHex(codePoint, false, 8);
-  DataBuffer bytes;
-  hex.hexStringToBinary(bytes);
+  constexpr unsigned int kReplacement = 0xFFFD;
   StringBuffer character;
-  LogNull log;
-  if (!character.takeFromDb(bytes)) return;
-  character.convertEncoding(kUtf32Big, kUtf8, log);
-  out.append(character);
+  if (codePoint >= 0x80 && codePoint <= 0x9F) {
+    character.appendUChar(static_cast<unsigned char>(codePoint));
+    makeText(character, "windows-1252");
+    out.append(character);
+    return;
+  }
+  const bool isCharacter = codePoint != 0 && (codePoint < 0xD800 || codePoint > 0xDFFF);
+  char bytes[4];
+  unsigned int size = 0;
+  _dvUtf::oneUtf32ToUtf8(isCharacter ? codePoint : kReplacement, bytes, size);
+  out.appendN(bytes, size);
 }
 
 // Appends the character of a reference, "&#345;" or "&#x159;", and returns its size; 0 when it is
-// none.
+// none. The semicolon may be missing.
 unsigned int appendReference(const char* reference, StringBuffer& out) {
+  constexpr unsigned int kMostDigits = 7;
   const bool isHex = reference[2] == 'x' || reference[2] == 'X';
-  const char* const number = reference + (isHex ? 3 : 2);
-  StringBuffer digits;
-  const unsigned int size = isHex ? digits.captureHex(number) : digits.captureDecimal(number);
-  if (size == 0 || size > 7 || number[size] != ';') return 0;
+  const char* const digits = reference + (isHex ? 3 : 2);
+  const char* end = digits;
+  while (*end == '0') ++end;
+  StringBuffer number;
+  const unsigned int size = isHex ? number.captureHex(end) : number.captureDecimal(end);
+  end += size;
+  if (end == digits || size > kMostDigits) return 0;
   const unsigned int codePoint =
-      isHex ? StringBuffer::hexValueUint32(digits.getString()) : digits.uintValue();
-  if (codePoint <= 0xFF || codePoint > 0x10FFFF) return 0;
+      isHex ? StringBuffer::hexValueUint32(number.getString()) : number.uintValue();
+  if (codePoint > 0x10FFFF) return 0;
   appendCharacter(codePoint, out);
-  return size + (isHex ? 4 : 3);
+  if (*end == ';') ++end;
+  return static_cast<unsigned int>(end - reference);
 }
 
-// The library decodes what Windows-1252 has; this decodes the numbers beyond it.
+// The library decodes the numbers of Windows-1252 only; this decodes all.
 void decodeNumbers(StringBuffer& text) {
   StringBuffer decoded;
   const char* rest = text.getString();
@@ -112,6 +142,13 @@ void decodeNumbers(StringBuffer& text) {
   }
   decoded.append(rest);
   text.takeSb(decoded);
+}
+
+// References may be encoded twice; the library sees to that for names.
+void decodeReferences(StringBuffer& text) {
+  text.replaceAllOccurances("&amp;#", "&#");
+  decodeNumbers(text);
+  text.decodeAllXmlSpecialUtf8();
 }
 
 // ---- Lines ----
@@ -133,21 +170,35 @@ bool getHtmlCharset(const StringBuffer& page, StringBuffer& charset) {
   const int at = start.indexOfNoCase("charset=");
   if (at < 0) return false;
   start.removeChunk(0, static_cast<unsigned int>(at) + 8);
+  makeLine(start, "utf-8");
   ExtPtrArraySb pieces;
-  start.split2(pieces, "\"'<>/; \n", false, false);
-  for (int i = 0; i < pieces.getSize(); ++i)
-    if (pieces.sbAt(i)->getSize() != 0) return charset.append(*pieces.sbAt(i));
+  start.split2(pieces, "\"'<>/; ", false, false);
+  for (int i = 0; i < pieces.getSize(); ++i) {
+    StringBuffer& name = *pieces.sbAt(i);
+    if (name.getSize() == 0) continue;
+    // A page in which the name can be read is in no such charset.
+    const bool isWide = name.beginsWithIgnoreCase("utf-16") || name.beginsWithIgnoreCase("utf-32");
+    return charset.append(isWide ? "utf-8" : name.getString());
+  }
   return false;
+}
+
+bool getHtmlTitle(const StringBuffer& page, StringBuffer& title) {
+  const char* const tag = stristr(page.getString(), "<title");
+  const char* const begin = dvStrChr(tag, '>');
+  const char* const end = stristr(begin, "</title");
+  if (end == nullptr) return false;
+  return title.appendN(begin + 1, static_cast<unsigned int>(end - begin) - 1);
 }
 
 // The tags go before the references are decoded: "&lt;b&gt;" is text and no tag.
 void htmlToText(StringBuffer& page) {
+  page.trimInsideSpaces();  // line endings mean nothing in HTML
   removeHidden(page);
   showAddresses(page);
   setLines(page);
   removeTags(page);
-  page.decodeAllXmlSpecialUtf8();
-  decodeNumbers(page);
+  decodeReferences(page);
   makeText(page, "utf-8");  // a reference may stand for a control
   tidyLines(page);
 }

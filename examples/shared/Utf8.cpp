@@ -1,47 +1,49 @@
 #include "shared/Utf8.h"
 
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+
 #include "core/StringBuffer.h"
 #include "support/DataBuffer.h"
 #include "support/EncodingConvert.h"
 #include "support/LogNull.h"
+#include "support/dvString.h"
 
 namespace {
 
 constexpr int kUtf8 = 65001;
 constexpr int kWindows1252 = 1252;
 
-struct Charset {
-  const char* name;
-  int codePage;
-};
-
 // As the browsers have it, Latin-1 is Windows-1252, which adds the typographic characters.
-constexpr Charset kCharsets[] = {
-    {"iso-8859-1", kWindows1252},
-    {"windows-1252", kWindows1252},
-    {"iso-8859-2", 28592},
-    {"iso-8859-5", 28595},
-    {"iso-8859-7", 28597},
-    {"iso-8859-9", 28599},
-    {"iso-8859-15", 28605},
-    {"windows-1250", 1250},
-    {"windows-1251", 1251},
-    {"windows-1253", 1253},
-    {"windows-1254", 1254},
-    {"windows-1255", 1255},
-    {"windows-1256", 1256},
-    {"windows-1257", 1257},
-    {"koi8-r", 20866},
-    {"koi8-u", 21866},
-    {"iso-2022-jp", 50220},
-    {"shift_jis", 932},
-    {"euc-jp", 51932},
-    {"euc-kr", 51949},
-    {"gb2312", 936},
-    {"gbk", 936},
-    {"gb18030", 54936},
-    {"big5", 950},
-};
+constexpr const char* kLatin1[] = {"iso-8859-1", "iso8859-1", "iso_8859-1", "latin1", "latin-1"};
+
+// What is said to be in these is often in another one.
+constexpr const char* kDoubtful[] = {"", "utf-8", "utf8", "us-ascii", "ascii"};
+
+template <std::size_t n>
+bool isOneOf(const char* const (&names)[n], const StringBuffer& charset) {
+  return std::any_of(std::begin(names), std::end(names),
+                     [&](const char* name) { return charset.equalsIgnoreCase(name); });
+}
+
+// The library knows charsets by their names in encoded words (RFC 2047): "=?koi8-r?B?8NLJ18XU?=".
+// A word that it cannot decode stays.
+bool decodeWord(StringBuffer& word) {
+  StringBuffer before(word);
+  LogNull log;
+  word.qbDecode(log);
+  return !word.equals(before);
+}
+
+// Makes the whole text one encoded word and decodes it. When memory is exhausted nothing changes.
+void decodeAsWord(StringBuffer& text, const char* charset) {
+  StringBuffer word;
+  word.append3("=?", charset, "?B?");
+  const auto* const bytes = reinterpret_cast<const unsigned char*>(text.getString());
+  if (!word.appendBase64(bytes, text.getSize()) || !word.append("?=")) return;
+  if (decodeWord(word)) text.takeSb(word);
+}
 
 // UTF-8 is well-formed when it can be converted, even to itself.
 bool isUtf8(const StringBuffer& text) {
@@ -52,16 +54,16 @@ bool isUtf8(const StringBuffer& text) {
                                       text.getSize(), ignored, log);
 }
 
-int codePageOf(const StringBuffer& text, const StringBuffer& charset) {
-  for (const Charset& known : kCharsets)
-    if (charset.equalsIgnoreCase(known.name)) return known.codePage;
-  return isUtf8(text) ? kUtf8 : kWindows1252;
-}
-
 // What cannot be converted becomes U+FFFD, which is good enough to be looked at.
 void convertToUtf8(StringBuffer& text, const char* charset) {
   LogNull log;
-  text.convertEncoding(codePageOf(text, charset), kUtf8, log);
+  const StringBuffer name(charset);
+  if (isOneOf(kLatin1, name))
+    text.convertEncoding(kWindows1252, kUtf8, log);
+  else if (!isOneOf(kDoubtful, name) && isKnownCharset(charset))
+    decodeAsWord(text, charset);
+  else if (!isUtf8(text))
+    text.convertEncoding(kWindows1252, kUtf8, log);
 }
 
 void replaceCharacters(StringBuffer& text, const char* lead, unsigned int first,
@@ -99,6 +101,13 @@ unsigned int byteIndexOf(const StringBuffer& text, unsigned int n) {
 }
 
 }  // namespace
+
+bool isKnownCharset(const char* charset) {
+  if (*charset == '\0') return true;
+  StringBuffer word;
+  word.append3("=?", charset, "?Q?a?=");
+  return dvStrChr(charset, '?') == nullptr && decodeWord(word);
+}
 
 void makeText(StringBuffer& text, const char* charset) {
   convertToUtf8(text, charset);

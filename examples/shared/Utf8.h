@@ -5,10 +5,13 @@ class StringBuffer;
 
 // Foreign text is made clean UTF-8 before anything else is done with it.
 
-/// Converts a text from a charset, named as in mail and web pages, to UTF-8 and makes it fit to be
-/// shown: LF is its only line ending, a TAB is a space, and "?" stands for every character that
-/// controls a terminal or the direction of writing. A text in a charset that is empty, not known
-/// or said to be UTF-8 is taken as Windows-1252 when it is no UTF-8.
+/// True when the charset, named as in mail and web pages, can be converted, or is empty.
+bool isKnownCharset(const char* charset);
+
+/// Converts a text from a charset to UTF-8 and makes it fit to be shown: LF is its only line
+/// ending, a TAB is a space, and "?" stands for every character that controls a terminal or the
+/// direction of writing. A text in a charset that is empty, not known or said to be UTF-8 or ASCII
+/// is taken as Windows-1252 when it is no UTF-8; say so where the charset is not known.
 void makeText(StringBuffer& text, const char* charset);
 
 /// As makeText(), the line endings becoming spaces.
