@@ -9,8 +9,9 @@ class StringBuffer;
 /// True when a text begins with the header of a mail message.
 bool beginsWithHeader(const StringBuffer& text);
 
-/// Moves the header, everything up to the first empty line, from the text to `lines`, the folded
-/// lines unfolded; nothing when what stands there is no header. False when memory is exhausted.
+/// Moves the header from the text to `lines`, the folded lines unfolded; nothing when what stands
+/// there is no header. It ends at the first empty line, which goes too, or before the first line
+/// that is no field. False when memory is exhausted.
 bool takeHeader(StringBuffer& text, ExtPtrArraySb& lines);
 
 /// The value of the first header of a name, as it came; false when there is none.
@@ -22,11 +23,12 @@ void getHeader(const ExtPtrArraySb& lines, const char* name, StringBuffer& value
 /// What stands before the parameters of a value, in lower case: "text/plain".
 void getMainValue(const StringBuffer& value, StringBuffer& main);
 
-/// A parameter of a value: "boundary" of "multipart/mixed; boundary=x". False when there is none.
+/// A parameter of a value: "boundary" of "multipart/mixed; boundary=x". What RFC 2231 makes of it,
+/// "boundary*0=...; boundary*1=...", is joined and decoded. False when there is none.
 bool getParameter(const StringBuffer& value, const char* name, StringBuffer& parameter);
 
-/// A name for a file out of the parameters `name`, decoded (RFC 2047 and RFC 2231) and fit to be
-/// shown; false when there is none.
+/// As getParameter(), for the name of a file: encoded words are decoded too (RFC 2047), and it is
+/// fit to be shown.
 bool getNameParameter(const StringBuffer& value, const char* name, StringBuffer& parameter);
 
 #endif

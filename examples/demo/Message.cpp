@@ -1,78 +1,125 @@
 #include "Message.h"
 
+#include <algorithm>
+
 #include "Header.h"
 #include "shared/Html.h"
 #include "shared/Utf8.h"
 #include "support/DataBuffer.h"
 #include "support/LogBase.h"
 #include "support/dvParse.h"
+#include "support/dvString.h"
 
 namespace {
 
 constexpr int kMaxDepth = 20;
 constexpr unsigned int kBinaryShown = 16;
+constexpr char kDefaultType[] = "text/plain";
+constexpr char kMessage[] = "message/rfc822";
 
-// A text with a header, not yet looked at, and the number of texts around it.
+// A text with a header, not yet looked at.
 struct Entity {
   StringBuffer text;
-  int depth = 0;
+  int depth = 0;  // the number of texts around it
+  const char* defaultType = kDefaultType;
 };
 
 // ---- Structure ----
 
-// What stands between the boundaries, in lines of their own: the first one may begin the text, and
-// what follows the closing one belongs to no part (RFC 2046, section 5.1.1). False when there is
-// no boundary or memory is exhausted.
-bool splitAtBoundaries(const StringBuffer& body, const StringBuffer& boundary,
-                       ExtPtrArraySb& pieces) {
-  StringBuffer text("\n");
-  text.append(body);
-  StringBuffer opening;
-  opening.append3("\n--", boundary.getString(), "\n");
-  StringBuffer closing;
-  closing.append3("\n--", boundary.getString(), "--");
-  const int first = text.indexOf(opening.getString());
-  if (first < 0) return false;
-  // What stands before the first boundary is for programs that know nothing of parts.
-  text.removeChunk(0, static_cast<unsigned int>(first));
-  text.chopAtSubstr(closing.getString(), false);
-  return text.splitUsingBoundary(opening, pieces, 0);
+enum class Boundary { kNone, kOpening, kClosing };
+
+// What the text behind "--" and the boundary makes of its line, of which blanks may be the rest
+// (RFC 2046, section 5.1.1). `next` becomes the begin of the next line.
+Boundary readBoundary(const char* text, const char*& next) {
+  const bool closes = text[0] == '-' && text[1] == '-';
+  if (closes) text += 2;
+  while (*text == ' ' || *text == '\t') ++text;
+  if (*text != '\n' && *text != '\0') return Boundary::kNone;
+  next = *text == '\n' ? text + 1 : text;
+  return closes ? Boundary::kClosing : Boundary::kOpening;
 }
 
-void addEntity(StringBuffer& text, int depth, std::deque<Entity>& waiting) {
+bool addPiece(const char* begin, const char* end, ExtPtrArraySb& pieces) {
+  StringBuffer* const piece = StringBuffer::createNewSB();
+  if (piece == nullptr || !pieces.appendPtr(piece)) return false;
+  return piece->appendN(begin, static_cast<unsigned int>(end - begin));
+}
+
+// Adds what stands between the boundaries of a text that begins with a line ending. Boundaries in
+// a row count as one; what stands before the first and after the closing one belongs to no part.
+// False when memory is exhausted.
+bool splitAtBoundaries(const StringBuffer& text, const StringBuffer& marker,
+                       ExtPtrArraySb& pieces) {
+  const char* const end = text.getString() + text.getSize();
+  const char* piece = end;
+  const char* from = text.getString();
+  while (const char* const at = dvStrStr(from, marker.getString())) {
+    const char* next = nullptr;
+    const Boundary found = readBoundary(at + marker.getSize(), next);
+    from = at + 1;
+    if (found == Boundary::kNone) continue;
+    if (at >= piece && !addPiece(piece, at, pieces)) return false;
+    if (found == Boundary::kClosing) return true;
+    piece = next;
+    from = next - 1;  // the line ending before the next boundary
+  }
+  return piece == end || addPiece(piece, end, pieces);
+}
+
+void addEntity(StringBuffer& text, int depth, const char* defaultType,
+               std::deque<Entity>& waiting) {
   waiting.emplace_back();
   waiting.back().text.takeSb(text);
   waiting.back().depth = depth;
+  waiting.back().defaultType = defaultType;
 }
 
 // Adds the entities of a multipart body, the last one first; false when it is none.
-bool openMultipart(const StringBuffer& contentType, const StringBuffer& body, int depth,
-                   std::deque<Entity>& waiting) {
+bool openMultipart(const StringBuffer& contentType, const char* defaultType,
+                   const StringBuffer& body, int depth, std::deque<Entity>& waiting) {
   StringBuffer boundary;
-  ExtPtrArraySb pieces;
   if (!getParameter(contentType, "boundary", boundary)) return false;
-  if (!splitAtBoundaries(body, boundary, pieces)) return false;
-  for (int i = pieces.getSize() - 1; i >= 0; --i) addEntity(*pieces.sbAt(i), depth, waiting);
+  boundary.trimRight2();
+  if (boundary.getSize() == 0) return false;
+  StringBuffer marker;
+  marker.append2("\n--", boundary.getString());
+  StringBuffer text;
+  ExtPtrArraySb pieces;
+  if (!text.append2("\n", body.getString())) return false;
+  if (!splitAtBoundaries(text, marker, pieces) || pieces.getSize() == 0) return false;
+  for (int i = pieces.getSize() - 1; i >= 0; --i)
+    addEntity(*pieces.sbAt(i), depth, defaultType, waiting);
   return true;
 }
 
-// Adds the entities inside a body; false when there are none.
-bool openBody(const ExtPtrArraySb& headers, StringBuffer& body, int depth,
-              std::deque<Entity>& waiting) {
+// The type that the headers tell, or the default one when that is none (RFC 2045, section 5.2).
+void getType(const StringBuffer& contentType, const char* defaultType, StringBuffer& type) {
+  getMainValue(contentType, type);
+  if (!type.containsChar('/')) type.setString(defaultType);
+}
+
+// Adds the entities inside the body of one; false when there are none. The parts of a digest are
+// messages when they do not say otherwise (RFC 2046, section 5.1.5).
+bool openBody(const ExtPtrArraySb& headers, Entity& entity, std::deque<Entity>& waiting) {
   StringBuffer contentType;
   StringBuffer type;
-  if (depth >= kMaxDepth || !findHeader(headers, "Content-Type", contentType)) return false;
-  getMainValue(contentType, type);
-  if (type.beginsWith("multipart/")) return openMultipart(contentType, body, depth + 1, waiting);
-  if (!type.equals("message/rfc822")) return false;
-  addEntity(body, depth + 1, waiting);
+  if (entity.depth >= kMaxDepth) return false;
+  findHeader(headers, "Content-Type", contentType);
+  getType(contentType, entity.defaultType, type);
+  const int depth = entity.depth + 1;
+  if (type.beginsWith("multipart/"))
+    return openMultipart(contentType, type.equals("multipart/digest") ? kMessage : kDefaultType,
+                         entity.text, depth, waiting);
+  if (!type.equals(kMessage)) return false;
+  addEntity(entity.text, depth, kDefaultType, waiting);
   return true;
 }
 
 // ---- Parts ----
 
-// What the headers say of a part. The name of the file may stand in either of two.
-void describe(const ExtPtrArraySb& headers, Part& part) {
+// What the headers say of a part. The name of the file may stand in either of two. A comment may
+// follow the charset (RFC 2045, section 5.1).
+void describe(const ExtPtrArraySb& headers, const char* defaultType, Part& part) {
   StringBuffer value;
   findHeader(headers, "Content-Transfer-Encoding", value);
   getMainValue(value, part.encoding);
@@ -80,9 +127,10 @@ void describe(const ExtPtrArraySb& headers, Part& part) {
   const bool named = getNameParameter(value, "filename", part.name);
   findHeader(headers, "Content-Type", value);
   if (!named) getNameParameter(value, "name", part.name);
-  getMainValue(value, part.type);
-  if (part.type.getSize() == 0) part.type.append("text/plain");
+  getType(value, defaultType, part.type);
   getParameter(value, "charset", part.charset);
+  part.charset.chopAtFirstChar('(');
+  part.charset.trim2();
   part.charset.toLowerCase();  // before it is UTF-8: folds the letters of Latin-1, too
   makeLine(part.charset, "");
 }
@@ -96,7 +144,8 @@ bool decodeBody(StringBuffer& body, Part& part) {
   if (!body.decode(part.encoding.getString(), bytes, log))
     part.damage = dvUIntValue(log.valueOf("misfits"));
   part.size = bytes.getSize();
-  return part.size == 0 ? body.setString("") : body.takeFromDb(bytes);
+  // A 0 byte at the end of the block is no part of the content.
+  return part.size == 0 ? body.setString("") : bytes.appendChar(0) && body.takeFromDb(bytes);
 }
 
 Kind kindOf(const Part& part) {
@@ -110,10 +159,8 @@ Kind kindOf(const Part& part) {
 }
 
 bool readBinary(const StringBuffer& body, Part& part) {
-  StringBuffer start(body);
-  start.chopAt(kBinaryShown);
-  return part.text.appendHexDataNoWS(reinterpret_cast<const unsigned char*>(start.getString()),
-                                     start.getSize(), true);
+  return part.text.appendHexDataNoWS(reinterpret_cast<const unsigned char*>(body.getString()),
+                                     std::min(body.getSize(), kBinaryShown), true);
 }
 
 bool readText(StringBuffer& body, Part& part) {
@@ -136,9 +183,9 @@ bool readEntity(Entity& entity, std::deque<Entity>& waiting, Message& message) {
   ExtPtrArraySb inner;
   ExtPtrArraySb& headers = entity.depth == 0 ? message.headers : inner;
   if (!takeHeader(entity.text, headers)) return false;
-  if (openBody(headers, entity.text, entity.depth, waiting)) return true;
+  if (openBody(headers, entity, waiting)) return true;
   message.parts.emplace_back();
-  describe(headers, message.parts.back());
+  describe(headers, entity.defaultType, message.parts.back());
   return readPart(entity.text, message.parts.back());
 }
 
@@ -151,6 +198,7 @@ bool readMail(StringBuffer& text, Message& message) {
     Entity entity;
     entity.text.takeSb(waiting.back().text);
     entity.depth = waiting.back().depth;
+    entity.defaultType = waiting.back().defaultType;
     waiting.pop_back();
     if (!readEntity(entity, waiting, message)) return false;
   }
