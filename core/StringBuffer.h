@@ -55,7 +55,8 @@ class SanityCheck;
 ///   release, clear or destruction.
 /// - **Threads.** A buffer is used by one thread at a time; nothing in it locks.
 ///
-/// "Deliberate:" marks behaviour that looks odd and is relied upon.
+/// "Deliberate:" marks behaviour that looks odd and is relied upon. docs/surprises.md shows what
+/// surprises most, with the safe way.
 class StringBuffer : public NonRefCountedObj {
  public:
   /// @name Storage (core/Storage.cpp)
@@ -82,6 +83,7 @@ class StringBuffer : public NonRefCountedObj {
 
   /// The slack, in bytes, that the next heap allocation adds to what is needed: 202 at first and
   /// after every clear, then half the capacity after each heap-to-heap growth, at most 500000.
+  /// Deliberate: the first move to the heap leaves it as it is.
   unsigned int getExtendSize() const noexcept { return m_extendSize; }
 
   /// Sets the slack, without a bound; 0 makes the next allocation exact. A slack that does not fit
@@ -96,7 +98,8 @@ class StringBuffer : public NonRefCountedObj {
   bool expectNumBytes(unsigned int n);
 
   /// Appends `n` raw bytes, NULs included; null or 0 bytes do nothing. Deliberate: afterwards all
-  /// NULs at the end of the content, earlier ones too, are dropped from the length.
+  /// NULs at the end of the content, earlier ones too, are dropped from the length, so that binary
+  /// data and UTF-16 come out shorter.
   bool appendN(const char* bytes, unsigned int n);
 
   /// Appends a text.
@@ -174,7 +177,8 @@ class StringBuffer : public NonRefCountedObj {
   /// temporary does what assigning does.
   StringBuffer(StringBuffer&& source) noexcept;
 
-  /// Deliberate: appends the text, as append() does, instead of replacing the content.
+  /// Deliberate: appends the text, as append() does, instead of replacing the content, so that
+  /// `= {}`, `= nullptr` and `= 0` change nothing.
   StringBuffer& operator=(const char* text);
 
   /// Clears this buffer as clear() does and appends the content of `other`. The secure flag is not
@@ -220,8 +224,8 @@ class StringBuffer : public NonRefCountedObj {
   /// even when the buffer is secure.
   unsigned char* extractString(unsigned int* outLength);
 
-  /// As extractString(); also stores the size of the block. Deliberate: on failure `length` has
-  /// been stored and `size` has not.
+  /// As extractString(); also stores the size of the block. Deliberate: nothing is wiped here
+  /// either; on failure `length` has been stored and `size` has not.
   unsigned char* extractString2(unsigned int& length, unsigned int& size);
 
   /// Clears this buffer as clear() does, then moves the content, the heap block and the extend size
@@ -256,7 +260,8 @@ class StringBuffer : public NonRefCountedObj {
   /// @name Appending and formatting (text/Append.cpp)
   /// @{
 
-  /// Appends the decimal form of `value`. (A `char` converts to int: use appendChar().)
+  /// Appends the decimal form of `value`. Deliberate: a `char` and a `bool` convert to int, so that
+  /// append('c') appends "99"; use appendChar().
   bool append(int value);
 
   /// Appends the decimal form of `value`.
@@ -302,11 +307,13 @@ class StringBuffer : public NonRefCountedObj {
   /// doubled.
   bool appendMinSize(const StringBuffer& other);
 
-  /// Appends `format` with its first "%s" replaced by `value`. Deliberate: a null value leaves the
-  /// "%s" standing, an empty one removes it.
+  /// Appends `format` with its first "%s" replaced by `value`. Deliberate:
+  /// - A null value leaves the "%s" standing, an empty one removes it.
+  /// - Only these two bytes count: "%5s" and "%%" are ordinary text.
   bool append_s(const char* format, const char* value);
 
-  /// Appends `format` with its first "%d" replaced by the decimal form of `value`.
+  /// Appends `format` with its first "%d" replaced by the decimal form of `value`. Deliberate: only
+  /// these two bytes count, so that "%5d" stays as it is and the value is lost.
   bool append_d(const char* format, int value);
 
   /// Appends `name="value"`, with a backslash before each double quote of the value. Nothing else
@@ -355,10 +362,10 @@ class StringBuffer : public NonRefCountedObj {
   bool appendBase64(const unsigned char* data, unsigned int count);
 
   /// Appends the bytes that `count` hexadecimal characters spell to `out`; an odd count gives the
-  /// first character a byte of its own. Characters are not validated: one that is no digit yields
-  /// some byte. Deliberate: a count of 1, an odd count whose second character is NUL and a text
-  /// that begins with NUL append nothing, with true; NULs elsewhere are decoded like any character.
-  /// False when `out` cannot grow.
+  /// first character a byte of its own. False when `out` cannot grow. Deliberate:
+  /// - Characters are not validated: one that is no digit yields some byte.
+  /// - A count of 1, an odd count whose second character is NUL and a text that begins with NUL
+  ///   append nothing, with true; NULs elsewhere are decoded like any character.
   static bool hexStringToBinary2(const char* hex, unsigned int count, DataBuffer& out);
 
   /// As hexStringToBinary2() of the content.
@@ -369,7 +376,8 @@ class StringBuffer : public NonRefCountedObj {
 
   /// Decodes the content by a named binary encoding ("base64", "hex", "quoted-printable", ..., see
   /// _clsEncode) and appends the bytes to `out`. An unknown name logs the error "Unrecognized
-  /// binary encoding" and the value "binaryEncodingName".
+  /// binary encoding" and the value "binaryEncodingName". Deliberate: the bytes may be any, so that
+  /// `%0D%0A` in a URL gives a line end and `%00` a NUL.
   bool decode(const char* encodingName, DataBuffer& out, LogBase& log) const;
 
   /// @}
@@ -560,8 +568,9 @@ class StringBuffer : public NonRefCountedObj {
   /// Cuts the content at the last `ch`, which goes too; false when there is none.
   bool chopAtLastChar(char ch) noexcept;
 
-  /// Keeps what stands behind the last "/" or backslash of the text; a text without one stays as it
-  /// is. Deliberate: only the first 2048 bytes are looked at and kept.
+  /// Keeps what follows the last "/" or backslash of the text; a text without one stays as it is.
+  /// Deliberate: only the first 2048 bytes are looked at and kept; ".." is kept too, so that the
+  /// result alone is no safe file name.
   void stripDirectory();
 
   /// @}
@@ -569,8 +578,8 @@ class StringBuffer : public NonRefCountedObj {
   ///
   /// All but toCRLF(), toLF() and indent() work in place, on the content byte by byte, and never
   /// allocate. Letters of 0x80 and above are those of Latin-1: upper case 0xC0 to 0xDF, lower case
-  /// 0xE0 to 0xFF. Deliberate: the whole ranges, so that 0xD7 and 0xF7, and 0xDF and 0xFF, count as
-  /// pairs.
+  /// 0xE0 to 0xFF. Deliberate: case goes by the whole ranges, so that 0xD7 and 0xF7, and 0xDF and
+  /// 0xFF, count as pairs.
   /// @{
 
   /// Removes every `ch` at or behind `startIndex`.
@@ -582,7 +591,7 @@ class StringBuffer : public NonRefCountedObj {
   /// Removes every byte of 0x80 and above; returns the new length.
   unsigned int drop8bitChars() noexcept;
 
-  /// Removes everything but digits and, deliberately, spaces; returns the new length.
+  /// Removes everything but digits and spaces; returns the new length. Deliberate: spaces stay.
   unsigned int dropNonNumeric() noexcept;
 
   /// Removes every space, TAB, LF and CR; returns the new length.
@@ -593,7 +602,8 @@ class StringBuffer : public NonRefCountedObj {
   unsigned int removeInvalidXmlTagChars() noexcept;
 
   /// Removes `* < > ? |` and turns backslashes into "/"; returns the new length. Deliberate: a
-  /// colon, a double quote and "/" stay.
+  /// colon, a double quote and "/" stay, and dots may come together, so that `..\x` and `.?./x`
+  /// become "../x".
   unsigned int removeInvalidFilenameChars() noexcept;
 
   /// Removes each backslash and keeps the byte behind it; returns the new length.
@@ -615,13 +625,13 @@ class StringBuffer : public NonRefCountedObj {
     replaceSet<5>(set, to);
   }
 
-  /// As replaceChar5(), with set[0] to set[9].
+  /// As replaceChar5(), with set[0] to set[9]. Deliberate: exactly 10 bytes are read.
   template <class Set>
   void replaceChar10(const Set& set, char to) noexcept {
     replaceSet<10>(set, to);
   }
 
-  /// As replaceChar5(), with set[0] to set[19].
+  /// As replaceChar5(), with set[0] to set[19]. Deliberate: exactly 20 bytes are read.
   template <class Set>
   void replaceChar20(const Set& set, char to) noexcept {
     replaceSet<20>(set, to);
@@ -635,7 +645,7 @@ class StringBuffer : public NonRefCountedObj {
   /// stops at the first NUL.
   void toLowerCase() noexcept;
 
-  /// Upper-cases the text, as toLowerCase() lower-cases it.
+  /// Upper-cases the text, as toLowerCase() lower-cases it. Deliberate: stops at the first NUL.
   void toUpperCase() noexcept;
 
   /// Lower-cases the first byte.
@@ -650,7 +660,8 @@ class StringBuffer : public NonRefCountedObj {
   /// nothing changes, with 0.
   unsigned int toCRLF();
 
-  /// Makes every CR LF an LF, as replaceAllWithUchar() does; returns how many.
+  /// Makes every CR LF an LF, as replaceAllWithUchar() does; returns how many. Deliberate: cuts the
+  /// content at its first NUL, even when there is no CR LF.
   unsigned int toLF();
 
   /// Puts `count` copies of `ch` at the start and behind every LF. Deliberate: a count above
@@ -688,8 +699,8 @@ class StringBuffer : public NonRefCountedObj {
   unsigned int replaceCharInOccurances(const char* find, char from, char to);
 
   /// Replaces all matches by the one byte `value` (its low 8 bits), in place, and returns their
-  /// number. A `find` of one byte is replaced in the whole content. Deliberate: a longer one cuts
-  /// the content at its first NUL, even when there is no match.
+  /// number. A `find` of one byte is replaced in the whole content. Deliberate: a longer `find`
+  /// cuts the content at its first NUL, even when there is no match.
   unsigned int replaceAllWithUchar(const char* find, unsigned int value);
 
   /// As replaceAllWithUchar() for a code below 128; a code up to 255 is a Windows-1252 character
@@ -738,8 +749,8 @@ class StringBuffer : public NonRefCountedObj {
   /// both were found, also when `out` cannot grow; false also for a null or empty marker.
   bool getBetween(const char* begin, const char* end, StringBuffer& out) const;
 
-  /// As getBetween(), the markers included on demand. Deliberate: with them, the end marker may
-  /// overlap the begin marker in all but its first byte.
+  /// As getBetween(), the markers included if the flag is set. Deliberate: with the markers, the
+  /// end marker may overlap the begin marker in all but its first byte.
   void getDelimited(const char* begin, const char* end, bool includeMarkers,
                     StringBuffer& out) const;
 
@@ -753,9 +764,9 @@ class StringBuffer : public NonRefCountedObj {
   /// Cuts the text at the first marker, or behind it; false when there is none or it is empty.
   bool chopAtSubstr(const char* marker, bool keepMarker) noexcept;
 
-  /// Replaces what stands between the markers of the first region (of that one only), and the
-  /// markers on demand. False, with nothing changed, when there is no region, an argument is null
-  /// or memory is exhausted.
+  /// Replaces what stands between the markers of the first region, and the markers if the flag is
+  /// set. False, with nothing changed, when there is no region, an argument is null or memory is
+  /// exhausted. Deliberate: the other regions stay, whatever the name says.
   bool replaceAllBetween(const char* begin, const char* end, const char* replacement,
                          bool dropMarkers);
 
@@ -768,8 +779,9 @@ class StringBuffer : public NonRefCountedObj {
                                            const char* replacement);
 
   /// Removes all regions, markers included; always true. Nothing changes when a marker is null or
-  /// empty. A piece for which memory is exhausted is left out. Deliberate: an end marker inside the
-  /// begin marker ends the region at once.
+  /// empty. A piece for which memory is exhausted is left out. Deliberate:
+  /// - An end marker inside the begin marker ends the region at once.
+  /// - It is one pass, so that what is left may join to a new region.
   bool removeDelimited(const char* begin, const char* end, bool caseSensitive);
 
   /// @}
@@ -781,10 +793,11 @@ class StringBuffer : public NonRefCountedObj {
 
   /// Replaces each `{$name}` by the value of `name` in `variables`, percent-encoded in mode 4,
   /// JSON-escaped in mode 22, as it is in any other. A marker without a value is removed; one
-  /// without "}" ends the replacement. In `{$x.name}`, a one-byte qualifier is skipped. The content
-  /// is rewritten, up to an embedded NUL, even without a marker; plain text grows in blocks of at
-  /// most 252 bytes. Deliberate: the byte behind a "{" that begins no marker is copied unseen, and
-  /// the result is always false.
+  /// without "}" ends the replacement. In `{$x.name}`, a one-byte qualifier is skipped. Plain text
+  /// grows in blocks of at most 252 bytes. Deliberate:
+  /// - The byte after a "{" that begins no marker is copied unseen.
+  /// - The content is rewritten, up to an embedded NUL, even without a marker.
+  /// - The result is always false.
   bool variableSubstitute(_dvHashMap& variables, int valueEncoding);
 
   /// Replaces each `%NAME%` by the value of the environment variable; an unknown one is removed. A
@@ -795,12 +808,16 @@ class StringBuffer : public NonRefCountedObj {
   /// @name Splitting into lists (text/Split.cpp)
   ///
   /// Each piece of the text is appended to `out` as a new buffer that the array owns; what the
-  /// array already holds stays. Quotes and backslashes are kept in the pieces. `honourQuotes`: a
-  /// delimiter between double quotes is ordinary text, and an unterminated quote runs to the end.
-  /// `honourEscapes`: the byte behind a backslash is ordinary, be it delimiter, quote or backslash.
-  /// Empty content gives no piece; content that begins with a NUL gives one empty piece. False when
-  /// memory is exhausted; the pieces before stay in the array. Bytes for which a piece cannot grow
-  /// are left out of it. All are linear in the text.
+  /// array already holds stays. All are linear in the text.
+  /// - Quotes and backslashes are kept in the pieces.
+  /// - `honourQuotes`: a delimiter between double quotes is ordinary text; an unterminated quote
+  ///   runs to the end.
+  /// - `honourEscapes`: the byte after a backslash is ordinary: delimiter, quote or backslash.
+  /// - Empty content gives no piece; content that begins with a NUL gives one empty piece.
+  /// - False when memory is exhausted; the pieces before stay in the array. Bytes for which a piece
+  ///   cannot grow are left out of it.
+  /// - Deliberate: each piece is a buffer of its own with its inline array, so that a text of
+  ///   delimiters takes about 160 bytes for each.
   /// @{
 
   /// Cuts at each `delimiter`: n delimiters give n + 1 pieces. The pieces are minimised.
@@ -812,7 +829,7 @@ class StringBuffer : public NonRefCountedObj {
               bool honourEscapes) const;
 
   /// As split(); then removes space, TAB, LF and CR from both ends of every buffer in the array.
-  /// Deliberate: the ones that the array held before are trimmed too.
+  /// Deliberate: the buffers that the array held before are trimmed too.
   bool splitAndTrim(ExtPtrArraySb& out, char delimiter, bool honourQuotes,
                     bool honourEscapes) const;
 
@@ -832,8 +849,8 @@ class StringBuffer : public NonRefCountedObj {
   /// @name Tokenizing (text/Tokenize.cpp)
   ///
   /// Tokens are runs of bytes between white space (space, TAB, LF, CR). A double-quoted string and
-  /// an escaped byte stay inside their token, quotes and backslashes included; a backslash inside
-  /// quotes escapes nothing.
+  /// an escaped byte stay inside their token, quotes and backslashes included. Deliberate: a
+  /// backslash inside quotes escapes nothing.
   /// @{
 
   /// Appends the tokens to `out` as new, minimised buffers that the array owns; each byte of
@@ -861,31 +878,35 @@ class StringBuffer : public NonRefCountedObj {
   unsigned int countColumns(char delimiter, bool honourQuotes, bool honourEscapes) const noexcept;
 
   /// Empties `out` and stores the field in it, without its quotes and escaping backslashes; a
-  /// doubled quote inside quotes stands for one. True when the field exists, also when `out` cannot
-  /// hold all of it. Deliberate: false for an index above 10000000; with `out` being this buffer it
-  /// is emptied, with false.
+  /// doubled quote inside quotes stands for one. True when the field exists. Deliberate:
+  /// - True also when `out` cannot hold all of the field.
+  /// - False for an index above 10000000.
+  /// - With `out` being this buffer it is emptied, with false.
   bool getNthDelimited(unsigned int index, char delimiter, bool honourQuotes, bool honourEscapes,
                        StringBuffer& out) const;
 
   /// Replaces a field by the content of `value` as it stands, adding empty fields before it when
   /// the record is too short. False when memory is exhausted: a field that exists is unchanged
-  /// then; for one that does not, delimiters may have been added. Deliberate: false for an index
-  /// above 1000000; an empty value in an empty buffer leaves one delimiter; this buffer or a dead
-  /// one as the value inserts nothing; what stands behind a NUL goes with the last field.
+  /// then; for one that does not, delimiters may have been added. Deliberate:
+  /// - False for an index above 1000000.
+  /// - An empty value in an empty buffer leaves one delimiter.
+  /// - This buffer or a dead one as the value inserts nothing.
+  /// - What follows a NUL goes with the last field.
   bool setNthDelimited(unsigned int index, char delimiter, bool honourQuotes, bool honourEscapes,
                        const StringBuffer& value);
 
-  /// Removes a field and one delimiter beside it. False when the field does not exist or the index
-  /// is above 10000000. Deliberate: what stands behind a NUL goes with the last field.
+  /// Removes a field and one delimiter beside it. False when the field does not exist. Deliberate:
+  /// false for an index above 10000000; what follows a NUL goes with the last field.
   bool removeNthDelimited(unsigned int index, char delimiter, bool honourQuotes,
                           bool honourEscapes);
 
   /// Cuts the content at its last delimiter and appends what stood behind it to `out`; false when
-  /// there is none. Deliberate: true, and the content cut, also when `out` cannot grow.
+  /// there is none. Deliberate: true, and the content cut, also when `out` cannot grow or is this
+  /// buffer, so that the piece is lost.
   bool pop(char delimiter, StringBuffer& out);
 
-  /// Appends the text before and behind the first separator to two buffers, each as far as memory
-  /// allows; false, with both untouched, when there is none.
+  /// Appends the text before and behind the first separator to two buffers; false, with both
+  /// untouched, when there is none. Deliberate: true also when a buffer cannot hold all of it.
   bool separate(char separator, StringBuffer& before, StringBuffer& after) const;
 
   /// @}
@@ -926,19 +947,20 @@ class StringBuffer : public NonRefCountedObj {
   /// @}
   /// @name Named values (text/NamedValues.cpp)
   ///
-  /// White space is space, TAB, LF and CR. The outputs are emptied first. Deliberate: so an output
-  /// that is this buffer leaves nothing to read.
+  /// White space is space, TAB, LF and CR. Deliberate: the outputs are emptied first, so that an
+  /// output that is this buffer leaves nothing to read.
   /// @{
 
   /// Splits `name = value` at the first "="; both are trimmed. With `stripQuotes`, one double quote
   /// goes at each end of the value. Text without an "=" is a name alone. Bytes for which an output
-  /// cannot grow are left out. Deliberate: each of the two quotes on its own.
+  /// cannot grow are left out. Deliberate: each of the two quotes goes on its own, whether or not
+  /// the other is there.
   void splitAttrValue(StringBuffer& name, StringBuffer& value, bool stripQuotes) const;
 
   /// Stores the value of the first `name=` of the text, up to the next ";". White space around the
   /// name is ignored, case is not; a null or blank name finds the first "=". False, with `value`
-  /// empty, when there is none, or no memory for the key of a long name; true also when `value`
-  /// cannot hold all. Deliberate: `name=` is also found at the end of a longer name.
+  /// empty, when there is none, or no memory for the key of a long name. Deliberate: true also when
+  /// `value` cannot hold all of it; `name=` is also found at the end of a longer name.
   bool getNamedValue(const char* name, StringBuffer& value) const;
   /// @}
   /// @name Entity encoding (text/EntityEncode.cpp)
@@ -949,7 +971,8 @@ class StringBuffer : public NonRefCountedObj {
   /// Escapes "<", ">" and every "&" that does not begin a character reference it knows; returns the
   /// number of bytes escaped. "&#" always counts as known. Deliberate: the list of known names is
   /// this member's own ("&brkbar;", "&hibar;" and "&diviee;" are on it, "&brvbar;", "&macr;" and
-  /// "&divide;" are not). A piece for which memory is exhausted is left out.
+  /// "&divide;" are not), so that a text that it has escaped before is not escaped twice. A piece
+  /// for which memory is exhausted is left out.
   unsigned int encodeXMLSpecial();
 
   /// Writes every markup byte (`"` `&` `'` `<` `>`) and every Windows-1252 byte above 0x7F that has
@@ -958,8 +981,9 @@ class StringBuffer : public NonRefCountedObj {
   /// out.
   void encodeAllXmlSpecial();
 
-  /// Escapes "&", "<", ">" and the double quote, in this order, existing references included;
-  /// returns the number of double quotes.
+  /// Escapes "&", "<", ">" and the double quote, in this order; returns the number of double
+  /// quotes. Deliberate: existing references are escaped again; single quotes stay, so that a text
+  /// can end an attribute that they enclose.
   unsigned int replaceHTMLSpecial();
 
   /// Decodes "&amp;", "&apos;", "&gt;", "&lt;" and "&quot;" from byte `start` on, once each, in
@@ -977,20 +1001,26 @@ class StringBuffer : public NonRefCountedObj {
   /// at its first NUL.
   unsigned int decodeXMLSpecial();
 
-  /// Decodes to UTF-8: the five references of XML, "&nbsp;" (to a plain space), the named
-  /// references of HTML 4 whose characters Windows-1252 has, without "&fnof;", the decimal
-  /// references of its punctuation from 0x80 to 0x9F, "&#x20AC;", and numeric references up to 255.
-  /// Text that holds an "&" is cut at its first NUL; otherwise numeric references are decoded
-  /// behind NULs, too. Linear. When memory is exhausted, a piece of the pass over the names, plain
-  /// text too, is left out; numeric references stay then. Deliberate: "&amp;" is decoded first and
-  /// once more in the end, so that "&amp;lt;" becomes "<"; the bullet is known by its name only; a
-  /// numeric reference up to 255 takes at most two hexadecimal digits behind "&#x" or three decimal
-  /// ones, names a byte of Windows-1252 (decimal: up to 254), and the byte behind its digits is
-  /// dropped, whatever it is.
+  /// Decodes to UTF-8: the five references of XML, "&nbsp;", the named references of HTML 4 whose
+  /// characters Windows-1252 has, without "&fnof;", the decimal references of its punctuation from
+  /// 0x80 to 0x9F, "&#x20AC;", and numeric references up to 255. Text that holds an "&" is cut at
+  /// its first NUL; otherwise numeric references are decoded behind NULs, too. Linear. When memory
+  /// is exhausted, a piece of the pass over the names, plain text too, is left out; numeric
+  /// references stay then. Deliberate:
+  /// - "&amp;" is decoded first and once more in the end, so that "&amp;lt;" becomes "<", which can
+  ///   be markup.
+  /// - "&nbsp;" becomes a plain space.
+  /// - The bullet is known as "&bull;" only, not as "&#8226;".
+  /// - Of a numeric reference up to 255 (decimal: 254) at most two hexadecimal or three decimal
+  ///   digits are taken, for a byte of Windows-1252, so that "&#0233;" gives the control byte 23,
+  ///   and "&#255;" stays.
+  /// - The byte after these digits is dropped, whatever it is.
   void decodeAllXmlSpecialUtf8();
 
   /// As decodeAllXmlSpecialUtf8(), to single Windows-1252 bytes; also decodes the references of the
   /// typographic spaces, joiners and marks ("&ensp;", "&zwj;", "&lrm;", ...), to a plain space.
+  /// Deliberate: "&amp;" and numeric references come out as there, so that markup and control bytes
+  /// can appear.
   void decodeAllXmlSpecialIso();
 
   /// @}
@@ -1002,9 +1032,11 @@ class StringBuffer : public NonRefCountedObj {
   /// piece was appended, otherwise 0. XML 1.0: https://www.w3.org/TR/xml/
   /// @{
 
-  /// Appends a text, escaped, character by character; text with an LF or a TAB goes unchanged into
-  /// a CDATA section. Deliberate: "]]>" is not looked for there, so such a text can end the section
-  /// early; use appendXmlNoCdata() for text that is not trusted.
+  /// Appends a text, escaped. Deliberate:
+  /// - It goes character by character, where appendXmlNoCdata() appends pieces of up to 250 bytes;
+  ///   heapUsage() shows it.
+  /// - Text with an LF or a TAB goes unchanged into a CDATA section, where `]]>` is not looked for,
+  ///   so that it can end the section early. Use appendXmlNoCdata() for text that is not trusted.
   void appendXml(const char* text);
 
   /// Appends a text, always escaped, in pieces of up to 250 bytes.
@@ -1062,16 +1094,21 @@ class StringBuffer : public NonRefCountedObj {
   /// RFC 8259, section 7. UTF-8 sequences pass unchanged. Both are linear in what they read.
   /// @{
 
-  /// Escapes the content so that it can stand between double quotes. The bytes that a UTF-8 lead
-  /// byte claims as its sequence are copied unseen. False, with nothing changed, when memory is
-  /// exhausted. Deliberate: heapUsage() afterwards counts the added bytes twice.
+  /// Escapes the content so that it can stand between double quotes. False, with nothing changed,
+  /// when memory is exhausted. Deliberate:
+  /// - The bytes that a UTF-8 lead byte claims as its sequence are copied unseen, so that after a
+  ///   stray one a quote, a backslash or a control byte can end or spoil the string.
+  /// - heapUsage() afterwards counts the added bytes twice.
   bool jsonEscape();
 
-  /// Appends the `n` bytes of a JSON string body at `src` to `out`, decoded. Malformed escapes are
-  /// dropped, and a "\u" without four bytes behind it leaves those as text. Deliberate: surrogates
-  /// are converted one by one. The content grows in blocks of about 200 bytes, and NULs at the end
-  /// of a block are dropped, as by appendN(). A null `src` counts as no bytes. False when `out`
-  /// cannot grow; the blocks before stay.
+  /// Appends the `n` bytes of a JSON string body at `src` to `out`, decoded. A `\u` without four
+  /// bytes behind it leaves those as text. A null `src` counts as no bytes. False when `out` cannot
+  /// grow; the blocks before stay. Deliberate:
+  /// - Surrogates are converted one by one, so that a pair gives six bytes that are not UTF-8.
+  /// - `\u0000` gives a NUL, where the text of `out` ends.
+  /// - The content grows in blocks of about 200 bytes, and NULs at the end of a block are dropped,
+  ///   as by appendN().
+  /// - Malformed escapes are dropped.
   static bool jsonDecode(const char* src, unsigned int n, StringBuffer& out);
   /// @}
   /// @name AWS canonical forms (text/AwsCanonical.cpp)
@@ -1093,15 +1130,18 @@ class StringBuffer : public NonRefCountedObj {
   ///
   /// Re-encode the whole content through EncodingConvert, which names the pages it knows.
   /// Deliberate: a failed conversion leaves what the converter made of the text, substitutions
-  /// included; when memory is exhausted on the way that is its beginning, or nothing. Zeros at the
-  /// end of the result are dropped, as by appendN(). The ANSI and the OEM page are those of Psdk.
+  /// included; when memory is exhausted on the way that is its beginning, or nothing. Also
+  /// deliberate: zeros at the end of the result are dropped, as by appendN(), so that UTF-16 and
+  /// UTF-32 may lose a part of the last character. The ANSI and the OEM page are those of Psdk.
   /// @{
 
   /// From one page to another. True, with nothing changed, when the pages are the same, one is 0 or
-  /// the buffer is empty. Deliberate: ASCII (20127) to a page that extends it changes nothing and
-  /// looks at no byte, while 437 to 1252, 65001 or 28591 changes nothing only when all bytes are
-  /// ASCII. A result that does not fit in the buffer leaves the old text, with false and without an
-  /// error in the log.
+  /// the buffer is empty. A result that does not fit in the buffer leaves the old text, with false
+  /// and without an error in the log. Deliberate:
+  /// - ASCII (20127) to a page that extends it changes nothing and looks at no byte, while 437 to
+  ///   1252, 65001 or 28591 changes nothing only when all bytes are ASCII.
+  /// - The zero bytes that a text in UTF-16 or UTF-32 ends with are lost, with true;
+  ///   cvUtf8ToUnicode() and EncodingConvert keep them.
   bool convertEncoding(int fromCodePage, int toCodePage, LogBase& log);
 
   /// From the ANSI page to UTF-8. Deliberate: nothing is logged, and zeros at the end stay.
@@ -1139,7 +1179,9 @@ class StringBuffer : public NonRefCountedObj {
   void replaceCharUtf8(char from, char to);
 
   /// Decodes MIME encoded words (RFC 2047) to UTF-8; always true. Words that cannot be decoded
-  /// stay.
+  /// stay. Deliberate:
+  /// - A Q word that comes out of a B word is decoded, too.
+  /// - CR, LF and NUL come out of a word as they are, so that it can add a field to a header.
   bool qbDecode(LogBase& log);
 
   /// @}
@@ -1167,13 +1209,14 @@ class StringBuffer : public NonRefCountedObj {
   /// @{
 
   /// Appends a whole file. Then looks at the first bytes of the content: UTF-16 with a byte-order
-  /// mark becomes UTF-8 (the mark with it), and the mark of UTF-8 is removed. Deliberate: earlier
-  /// content is looked at too, and a content of exactly the three bytes of the mark stays. On
-  /// failure the content stays, with false; an empty file is a success. Files of 4294967295 bytes
-  /// and more, and what is no regular file with a known size, are refused. Deliberate: true says
-  /// that the bytes were read, not how their decoding went: U+FFFD stands for malformed UTF-16, and
-  /// when memory is exhausted then, the beginning of the text is left, or nothing, or all of the
-  /// bytes as they were read.
+  /// mark becomes UTF-8, and the mark of UTF-8 is removed. On failure the content stays, with
+  /// false; an empty file is a success. Files of 4294967295 bytes and more, and what is no regular
+  /// file with a known size, are refused. Deliberate:
+  /// - A UTF-16 mark is converted with the text, so that the text begins with EF BB BF.
+  /// - Earlier content is looked at too. A content of exactly the three bytes of the mark stays.
+  /// - True says that the bytes were read, not how their decoding went: U+FFFD stands for malformed
+  ///   UTF-16, and when memory is exhausted then, the beginning of the text is left, or nothing, or
+  ///   all of the bytes as they were read.
   bool loadFromFile(XString& path, LogBase* log);
 
   /// As loadFromFile(), the path in the ANSI page.
@@ -1182,7 +1225,8 @@ class StringBuffer : public NonRefCountedObj {
   /// A new buffer, the caller's, that holds a file as loadFromFile() loads it; null on failure. A
   /// file of more than 4294967095 bytes is refused before it is opened, with the error "File too
   /// large to hold in memory". Deliberate: with a full stop behind it the same error says that
-  /// there was no memory for the buffer.
+  /// there was no memory for the buffer; the path is opened as it is, also one that begins with
+  /// "file:///".
   static StringBuffer* createFromFile(XString& path, LogBase* log);
 
   /// As createFromFile(); nothing is recorded when the file does not exist.
@@ -1203,9 +1247,9 @@ class StringBuffer : public NonRefCountedObj {
   /// @}
   /// @name Obfuscation (text/Obfuscate.cpp)
   ///
-  /// Keeps a value from being readable at a glance. This is not encryption: there is no key. The
-  /// scrambled form depends on the byte order of the host. When memory is exhausted the buffer
-  /// stays as it is.
+  /// Keeps a value from being readable at a glance. This is not encryption: there is no key. When
+  /// memory is exhausted the buffer stays as it is. Deliberate: the scrambled form depends on the
+  /// byte order of the host and on 32-bit arithmetic.
   /// @{
 
   /// Permutes the bytes of the content; the permutation follows from the bytes' sum and number.
@@ -1234,7 +1278,8 @@ class StringBuffer : public NonRefCountedObj {
   /// ends in "s" counts as a plural already.
   void pluralize();
 
-  /// Makes a plural a singular: "cities" gives "city". The result means nothing.
+  /// Makes a plural a singular: "cities" gives "city". The result means nothing. Deliberate:
+  /// "heroes" stays.
   unsigned int unpluralize();
 
   /// Deliberate: same as unpluralize() today, and never to change when that one does.

@@ -34,8 +34,8 @@ class ContentCoding {
   ///   Where the bytes of a decoded word are malformed in its charset, U+FFFD stands.
   /// - In a charset that leaves the byte order open (as UTF-16, RFC 2781, section 4.3), a word may
   ///   begin with a byte-order mark, which is obeyed and dropped, and holds for the words that are
-  ///   joined to it. Deliberate: without one they are little-endian, as their code page says, where
-  ///   the RFC recommends the opposite.
+  ///   joined to it. Deliberate: without a mark they are little-endian, as their code page says,
+  ///   where the RFC recommends the opposite.
   ///
   /// True when neither of the last two occurred; otherwise one error is logged, with the number of
   /// such places and the offset of the first. When memory is exhausted that is logged, nothing has

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Writes the tests of a page: one for each block marked cpp.
 
-A test runs its block and compares what the calls of show() print with the comments behind them:
+A test runs its block and compares what the calls of show() print with the comments after them:
 
     show(sb);  // abcdef
 
