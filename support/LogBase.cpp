@@ -1,5 +1,6 @@
 #include "support/LogBase.h"
 
+#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <new>
@@ -7,8 +8,10 @@
 #include "core/StringBuffer.h"
 #include "support/ByteSet.h"
 #include "support/dvFormat.h"
+#include "support/internal/NewArray.h"
 
 using dorvane::internal::ByteSet;
+using dorvane::internal::newArray;
 
 namespace {
 
@@ -62,7 +65,7 @@ struct LogBase::Entry {
   static Entry* create(const char* name, const char* value) noexcept {
     const std::size_t nameSize = std::strlen(name) + 1;
     const std::size_t valueSize = std::strlen(value) + 1;
-    auto* block = new (std::nothrow) char[sizeof(Entry) + nameSize + valueSize];
+    auto* block = newArray<char>(std::uint64_t{sizeof(Entry)} + nameSize + valueSize);
     if (block == nullptr) return nullptr;
     char* const texts = block + sizeof(Entry);
     std::memcpy(texts, name, nameSize);

@@ -2,12 +2,13 @@
 
 #include <cstdint>
 #include <cstring>
-#include <new>
 
 #include "core/StringBuffer.h"
+#include "support/internal/NewArray.h"
 #include "support/internal/Search.h"
 
 using dorvane::internal::findBytes;
+using dorvane::internal::newArray;
 
 namespace {
 
@@ -25,7 +26,7 @@ bool ParseEngine::setString(const char* text) {
   constexpr std::uint64_t kLongest = 0xFFFFFFFEU;
   const std::string_view source = orEmpty(text);
   std::unique_ptr<char[]> copy;
-  if (source.size() <= kLongest) copy.reset(new (std::nothrow) char[source.size() + 1]);
+  if (source.size() <= kLongest) copy.reset(newArray<char>(std::uint64_t{source.size()} + 1));
   const bool done = copy != nullptr;
   if (done) {
     source.copy(copy.get(), source.size());

@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <new>
+
+#include "support/internal/NewArray.h"
+
+using dorvane::internal::newArray;
 
 namespace {
 
@@ -22,7 +25,7 @@ StringPair::StringPair(const char* key, const char* value) {
   const std::size_t valueSize = sizeWithNul(value);
   const std::size_t keySize = sizeWithNul(key);
   if (valueSize + keySize == 0) return;
-  m_texts.reset(new (std::nothrow) char[valueSize + keySize]);
+  m_texts.reset(newArray<char>(std::uint64_t{valueSize} + keySize));
   if (m_texts == nullptr) return;
   if (value != nullptr) m_value = copyTo(m_texts.get(), value, valueSize);
   if (key != nullptr) m_key = copyTo(m_texts.get() + valueSize, key, keySize);

@@ -1,11 +1,15 @@
 #include "support/_dvHashMap.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <new>
 #include <utility>
 
 #include "core/StringBuffer.h"
+#include "support/internal/NewArray.h"
+
+using dorvane::internal::newArray;
 
 namespace {
 
@@ -88,7 +92,7 @@ struct _dvHashMap::Entry {
   static Entry* create(unsigned long long hash, const char* key, const char* value) noexcept {
     const std::size_t keySize = std::strlen(key) + 1;
     const std::size_t valueSize = std::strlen(value) + 1;
-    auto* block = new (std::nothrow) char[sizeof(Entry) + keySize + valueSize];
+    auto* block = newArray<char>(std::uint64_t{sizeof(Entry)} + keySize + valueSize);
     if (block == nullptr) return nullptr;
     char* const texts = block + sizeof(Entry);
     std::memcpy(texts, key, keySize);
@@ -175,8 +179,9 @@ bool _dvHashMap::makeRoom() noexcept {
 
 // Changes nothing when memory is exhausted.
 void _dvHashMap::resize(unsigned int buckets) noexcept {
-  auto** const fresh = new (std::nothrow) Entry*[buckets]();
+  auto** const fresh = newArray<Entry*>(buckets);
   if (fresh == nullptr) return;
+  std::fill_n(fresh, buckets, nullptr);
   for (unsigned int i = 0; i < m_bucketCount; ++i) {
     while (Entry* const entry = m_buckets[i]) {
       m_buckets[i] = entry->next;

@@ -1,18 +1,10 @@
 #include "support/dvMemory.h"
 
 #include <cstring>
-#include <limits>
-#include <new>
 
-namespace {
+#include "support/internal/NewArray.h"
 
-template <class T>
-T* newArray(unsigned int n) {
-  if (n > std::numeric_limits<std::size_t>::max() / sizeof(T)) return nullptr;
-  return new (std::nothrow) T[n];
-}
-
-}  // namespace
+using dorvane::internal::newArray;
 
 char* dvNewChar(unsigned int n) { return newArray<char>(n); }
 

@@ -3,8 +3,9 @@
 
 #include <cstddef>
 
-/// Allocation helpers: each returns an uninitialised array of `n` elements (n may be 0), or
-/// null when memory is exhausted; none throws. The arrays are released with `delete[]`.
+/// Allocation helpers: each returns an uninitialised array of `n` elements (n may be 0), or null
+/// when memory is exhausted or the array would be larger than any object can be; none throws. The
+/// arrays are released with `delete[]`.
 char* dvNewChar(unsigned int n);
 unsigned char* dvNewUnsignedChar(unsigned int n);
 unsigned int* dvNewUint32(unsigned int n);

@@ -124,7 +124,7 @@ std::string_view StringBuffer::fieldBytes(const StringBuffer& value) const noexc
 }
 
 bool StringBuffer::makeRoomInAll(std::uint64_t total) {
-  return total <= m_length || makeRoom(static_cast<std::size_t>(total - m_length));
+  return total <= m_length || makeRoom(total - m_length);
 }
 
 bool StringBuffer::removeNthDelimited(unsigned int index, char delimiter, bool honourQuotes,

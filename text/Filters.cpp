@@ -209,7 +209,7 @@ unsigned int StringBuffer::toCRLF() {
   StringBuffer out;
   out.m_secure = m_secure;
   // With room for all of it in one step, the result is stored as clear() and appendN() store it.
-  if (!out.makeRoom(rest.size() + count)) return 0;
+  if (!out.makeRoom(std::uint64_t{rest.size()} + count)) return 0;
   for (;;) {
     const std::size_t run = kLineEndings.findFirstIn(rest.data(), rest.size());
     out.appendBytes(rest.substr(0, run));

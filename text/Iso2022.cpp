@@ -2,6 +2,7 @@
 // in tests/text/Iso2022Test.cpp.
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <string_view>
 
@@ -36,9 +37,9 @@ std::size_t runSize(std::string_view text) {
 
 // The longest that the result is when it stops at some run, which then stays with what is behind
 // it.
-std::size_t longestResult(std::string_view text) {
-  std::size_t size = text.size();
-  std::size_t longest = size;
+std::uint64_t longestResult(std::string_view text) {
+  std::uint64_t size = text.size();
+  std::uint64_t longest = size;
   unsigned int number = 0;
   while (const char* const open = findBytes(text, kOpen)) {
     text.remove_prefix(offsetIn(text, open));

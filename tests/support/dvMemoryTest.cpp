@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "harness/AllocationHook.h"
+#include "support/internal/NewArray.h"
 
 namespace {
 
@@ -77,6 +78,20 @@ TEST(DvKeepStores, ReachMemoryOfADyingObject) {
     delete new Marked;
   }
   EXPECT_EQ(left, 7U);
+}
+
+// ---- Former bugs ----
+
+// A size that no object can have used to throw: on 32 bits dvNewUint32() of 536870912 elements.
+TEST(NewArray, RefusesWhatIsLargerThanAnyObject) {
+  using dorvane::internal::newArray;
+  constexpr std::uint64_t kMost = PTRDIFF_MAX;
+  for (const std::uint64_t n : {kMost + 1, kMost * 2, std::uint64_t{SIZE_MAX}, UINT64_MAX}) {
+    EXPECT_EQ(newArray<char>(n), nullptr) << n;
+    EXPECT_EQ(newArray<unsigned int>(n), nullptr) << n;
+    EXPECT_EQ(newArray<unsigned int>(n / 4), nullptr) << n / 4;
+    EXPECT_EQ(newArray<std::max_align_t>(n / sizeof(std::max_align_t)), nullptr) << n;
+  }
 }
 
 }  // namespace

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <new>
 #include <utility>
 
+#include "support/internal/NewArray.h"
 #include "support/internal/Search.h"
 
 namespace dorvane::internal {
@@ -33,7 +33,7 @@ std::size_t PlaceholderIndex::sizeOf(unsigned int number) {
 PlaceholderIndex::PlaceholderIndex(std::string_view text, unsigned int first, unsigned int last)
     : m_first(first),
       m_last(last),
-      m_pieces(new (std::nothrow) Piece[std::size_t{last} - first + 2]),
+      m_pieces(newArray<Piece>(std::uint64_t{last} - first + 2)),
       m_size(text.size()),
       m_ok(m_pieces != nullptr) {
   if (!m_ok) return;
@@ -78,7 +78,7 @@ bool PlaceholderIndex::makeRoomForPlace() {
   if (m_placeCount < m_placeCapacity) return true;
   if (m_placeCapacity > kNone / 2) return false;
   const unsigned int capacity = std::max(16U, m_placeCapacity * 2);
-  std::unique_ptr<Place[]> places(new (std::nothrow) Place[capacity]);
+  std::unique_ptr<Place[]> places(newArray<Place>(capacity));
   if (places == nullptr) return false;
   std::copy_n(m_places.get(), m_placeCount, places.get());
   m_places = std::move(places);
