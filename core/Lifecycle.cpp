@@ -121,10 +121,10 @@ unsigned char* StringBuffer::extractString2(unsigned int& length, unsigned int& 
     blockSize = contentSize() + 1;
     block = dvNewUnsignedChar(blockSize);
     if (block == nullptr) return nullptr;
-    std::memcpy(block, m_inline, blockSize - 1);
-    block[blockSize - 1] = '\0';
+    std::memcpy(block, m_inline, length);
     dropReserve();
   }
+  block[length] = '\0';
   size = blockSize;
   resetToInline();
   return block;
@@ -153,7 +153,7 @@ void StringBuffer::takeStorage(StringBuffer& source) noexcept {
 
 bool StringBuffer::takeFromDb(DataBuffer& source) {
   clear();
-  if (!source.prepForSbTake()) return false;
+  if (!source.prepForSbTake(m_secure)) return false;
   if (source.getSize() < 2) return true;
   adoptBlock(source.getData2(), source.getBufSize(), source.getSize() - 1);
   source.dropData();
@@ -208,7 +208,7 @@ unsigned int StringBuffer::memoryUsage() const noexcept {
 unsigned int StringBuffer::heapUsage() { return m_recordedCapacity; }
 
 void StringBuffer::logSbMemUsage(LogBase& log) const {
-  const LogContextExitor context(log, "sbMemUsage");
+  const LogContextExitor context(log, "sbMemUsage", m_secure);
   log.LogDataLong("bufSize", static_cast<long>(m_recordedCapacity));
   log.LogDataLong("dataSize", static_cast<long>(m_length));
   withTerminatedText([&log](const char* text) { log.LogData("str", text); });

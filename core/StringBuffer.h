@@ -253,7 +253,8 @@ class StringBuffer : public NonRefCountedObj {
   unsigned int heapUsage() override;
 
   /// Records the context "sbMemUsage" with the values "bufSize" (capacity), "dataSize" (length) and
-  /// "str" (the text).
+  /// "str" (the text). The text of a secure buffer is shown like any other; a LogBase wipes its
+  /// copy when it forgets it.
   void logSbMemUsage(LogBase& log) const;
 
   /// @}
@@ -816,6 +817,8 @@ class StringBuffer : public NonRefCountedObj {
   /// - Empty content gives no piece; content that begins with a NUL gives one empty piece.
   /// - False when memory is exhausted; the pieces before stay in the array. Bytes for which a piece
   ///   cannot grow are left out of it.
+  /// - The pieces of a secure buffer are not secure, but what they outgrow while they are made is
+  ///   wiped.
   /// - Deliberate: each piece is a buffer of its own with its inline array, so that a text of
   ///   delimiters takes about 160 bytes for each.
   /// @{
@@ -850,7 +853,8 @@ class StringBuffer : public NonRefCountedObj {
   ///
   /// Tokens are runs of bytes between white space (space, TAB, LF, CR). A double-quoted string and
   /// an escaped byte stay inside their token, quotes and backslashes included. Deliberate: a
-  /// backslash inside quotes escapes nothing.
+  /// backslash inside quotes escapes nothing. The tokens of a secure
+  /// buffer are as the pieces of a split.
   /// @{
 
   /// Appends the tokens to `out` as new, minimised buffers that the array owns; each byte of
@@ -1206,6 +1210,8 @@ class StringBuffer : public NonRefCountedObj {
   /// @name Files (text/Files.cpp)
   ///
   /// Paths are UTF-8 unless a member says otherwise. `log` may be null; then nothing is recorded.
+  /// A file that is created, for a secure buffer too, has the permissions that the process's umask
+  /// leaves of 0666; a file that exists keeps its own.
   /// @{
 
   /// Appends a whole file. Then looks at the first bytes of the content: UTF-16 with a byte-order

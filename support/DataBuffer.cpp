@@ -41,9 +41,13 @@ void DataBuffer::clear() {
   m_size = 0;
 }
 
-bool DataBuffer::prepForSbTake() {
+bool DataBuffer::prepForSbTake(bool wipes) {
   if (m_size == 0 || m_block[m_size - 1] == 0) return true;
-  return appendChar(0);
+  const bool wasSecure = m_secure;
+  m_secure = m_secure || wipes;
+  const bool appended = appendChar(0);
+  m_secure = wasSecure;
+  return appended;
 }
 
 void DataBuffer::dropData() noexcept {

@@ -36,8 +36,9 @@ class DataBuffer {
   unsigned char* getData2() const noexcept { return m_block; }
 
   /// Readies the block for adoption by a StringBuffer: when the last byte is not 0, one 0 byte
-  /// is appended and counted. An empty buffer stays empty. False when memory is exhausted.
-  bool prepForSbTake();
+  /// is appended and counted. An empty buffer stays empty. False when memory is exhausted. A block
+  /// that is outgrown is wiped when this buffer is secure or `wipes` is set.
+  bool prepForSbTake(bool wipes = false);
 
   /// Forgets the block without releasing it; the caller has become its owner.
   void dropData() noexcept;

@@ -8,6 +8,7 @@
 #include "core/StringBuffer.h"
 #include "support/ByteSet.h"
 #include "support/dvFormat.h"
+#include "support/dvMemory.h"
 #include "support/internal/NewArray.h"
 
 using dorvane::internal::ByteSet;
@@ -59,21 +60,31 @@ struct LogBase::Entry {
   Entry* next;
   const char* name;
   const char* value;
+  std::size_t size;  // of the block
   unsigned int depth;
   Kind kind;
+  bool isSecret;
 
   static Entry* create(const char* name, const char* value) noexcept {
     const std::size_t nameSize = std::strlen(name) + 1;
     const std::size_t valueSize = std::strlen(value) + 1;
-    auto* block = newArray<char>(std::uint64_t{sizeof(Entry)} + nameSize + valueSize);
+    const std::uint64_t size = std::uint64_t{sizeof(Entry)} + nameSize + valueSize;
+    char* const block = newArray<char>(size);
     if (block == nullptr) return nullptr;
     char* const texts = block + sizeof(Entry);
     std::memcpy(texts, name, nameSize);
     std::memcpy(texts + nameSize, value, valueSize);
-    return new (block) Entry{nullptr, nullptr, texts, texts + nameSize, 0, Kind::kError};
+    auto* const entry = new (block) Entry();
+    entry->name = texts;
+    entry->value = texts + nameSize;
+    entry->size = static_cast<std::size_t>(size);
+    return entry;
   }
 
-  static void destroy(Entry* entry) noexcept { delete[] reinterpret_cast<char*>(entry); }
+  static void destroy(Entry* entry) noexcept {
+    if (entry->isSecret) dvSecureZero(entry, entry->size);
+    delete[] reinterpret_cast<char*>(entry);
+  }
 
   bool appendTo(StringBuffer& out) const {
     for (unsigned int i = 0; i < depth; ++i)
@@ -151,6 +162,7 @@ bool LogBase::record(Kind kind, const char* name, const char* value) noexcept {
   if (entry == nullptr) return false;
   entry->kind = kind;
   entry->depth = m_depth;
+  entry->isSecret = isSecret();
   entry->previous = m_last;
   (m_last == nullptr ? m_first : m_last->next) = entry;
   m_last = entry;

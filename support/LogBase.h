@@ -47,8 +47,13 @@ class LogBase {
   /// value as "name: value", each indented by two spaces for every context around it. In names
   /// and texts a backslash is written twice, and control characters as "\n", "\r", "\t" or
   /// "\x" with two digits, so that no text can imitate another line. False when `out` cannot
-  /// grow; it may hold a part then.
+  /// grow; it may hold a part then. Secrets are shown like all else: `out` should be secure.
   bool toText(StringBuffer& out) const;
+
+  /// True inside a context that was opened as a secret one. What is recorded then is overwritten
+  /// with zeros when the log forgets it; a derived log that keeps entries elsewhere can do the
+  /// same.
+  bool isSecret() const noexcept { return m_secretContexts != 0; }
 
   /// Forgets all entries. Contexts that are open stay open, though no longer recorded.
   void clear() noexcept;
@@ -74,6 +79,7 @@ class LogBase {
   Entry* m_first = nullptr;
   Entry* m_last = nullptr;
   unsigned int m_depth = 0;
+  unsigned int m_secretContexts = 0;
   unsigned int m_errors = 0;
   unsigned int m_values = 0;
   unsigned int m_contexts = 0;

@@ -7,8 +7,9 @@ class LogBase;
 /// contexts of one log close in the reverse order of opening.
 class LogContextExitor {
  public:
-  /// Opens the context; a null name is the empty one.
-  LogContextExitor(LogBase& log, const char* contextName);
+  /// Opens the context; a null name is the empty one. What is recorded inside a secret context is
+  /// wiped when the log forgets it.
+  LogContextExitor(LogBase& log, const char* contextName, bool isSecret = false);
 
   /// Closes the context.
   ~LogContextExitor();
@@ -18,6 +19,7 @@ class LogContextExitor {
 
  private:
   LogBase& m_log;
+  bool m_isSecret;
 };
 
 #endif

@@ -56,10 +56,10 @@ struct LineEnding {
 
 template <class FindEnd, class DelimiterSize>
 bool addPieces(ExtPtrArraySb& out, std::string_view text, const FindEnd& findEnd,
-               PieceStorage storage, const DelimiterSize& delimiterSize) {
+               const DelimiterSize& delimiterSize, PieceStorage storage, bool isSecret) {
   for (;;) {
     const std::size_t end = findEnd(text);
-    if (!addPiece(out, text.substr(0, end), kPieceBlock, storage)) return false;
+    if (!addPiece(out, text.substr(0, end), kPieceBlock, storage, isSecret)) return false;
     if (end == text.size()) return true;
     text.remove_prefix(end);
     text.remove_prefix(delimiterSize(text));
@@ -72,17 +72,18 @@ bool StringBuffer::split(ExtPtrArraySb& out, char delimiter, bool honourQuotes,
                          bool honourEscapes) const {
   if (m_length == 0) return true;
   if (!honourQuotes && !honourEscapes)
-    return addPieces(out, text(), EndAtByte{delimiter}, PieceStorage::kMinimized, OneByte());
-  return addPieces(out, text(), endAtByte(delimiter, honourQuotes, honourEscapes),
-                   PieceStorage::kMinimized, OneByte());
+    return addPieces(out, text(), EndAtByte{delimiter}, OneByte(), PieceStorage::kMinimized,
+                     m_secure);
+  return addPieces(out, text(), endAtByte(delimiter, honourQuotes, honourEscapes), OneByte(),
+                   PieceStorage::kMinimized, m_secure);
 }
 
 bool StringBuffer::split2(ExtPtrArraySb& out, const char* delimiters, bool honourQuotes,
                           bool honourEscapes) const {
   if (m_length == 0) return true;
   const ByteSet set = ByteSet::of(delimiters == nullptr ? "" : delimiters);
-  return addPieces(out, text(), endAtAnyOf(set, honourQuotes, honourEscapes),
-                   PieceStorage::kAsGrown, OneByte());
+  return addPieces(out, text(), endAtAnyOf(set, honourQuotes, honourEscapes), OneByte(),
+                   PieceStorage::kAsGrown, m_secure);
 }
 
 bool StringBuffer::splitAndTrim(ExtPtrArraySb& out, char delimiter, bool honourQuotes,
@@ -97,15 +98,15 @@ bool StringBuffer::splitByLineEndings(ExtPtrArraySb& out, bool honourQuotes,
                                       bool honourEscapes) const {
   if (m_length == 0) return true;
   if (!honourQuotes && !honourEscapes)
-    return addPieces(out, text(), EndAtLine(), PieceStorage::kMinimized, LineEnding());
-  return addPieces(out, text(), endAtAnyOf(kLineEndings, honourQuotes, honourEscapes),
-                   PieceStorage::kMinimized, LineEnding());
+    return addPieces(out, text(), EndAtLine(), LineEnding(), PieceStorage::kMinimized, m_secure);
+  return addPieces(out, text(), endAtAnyOf(kLineEndings, honourQuotes, honourEscapes), LineEnding(),
+                   PieceStorage::kMinimized, m_secure);
 }
 
 bool StringBuffer::splitIntoLines(ExtPtrArraySb& out, unsigned int /*ignored*/) const {
   const std::string_view lines = text();
   if (lines.empty()) return true;
-  return addPieces(out, lines, EndAtLine(), PieceStorage::kAsGrown, LineEnding());
+  return addPieces(out, lines, EndAtLine(), LineEnding(), PieceStorage::kAsGrown, m_secure);
 }
 
 bool StringBuffer::splitUsingBoundary(StringBuffer& boundary, ExtPtrArraySb& out,
@@ -118,7 +119,7 @@ bool StringBuffer::splitUsingBoundary(StringBuffer& boundary, ExtPtrArraySb& out
     const char* const match = mark.empty() ? nullptr : findBytes(rest, mark);
     const std::string_view piece =
         match == nullptr ? rest : rest.substr(0, static_cast<std::size_t>(match - rest.data()));
-    if (!addPiece(out, piece, piece.size(), PieceStorage::kAsGrown)) return false;
+    if (!addPiece(out, piece, piece.size(), PieceStorage::kAsGrown, m_secure)) return false;
     rest.remove_prefix(piece.size());
   }
   return true;

@@ -51,8 +51,8 @@ class Lexer {
   ByteSet m_stops;
 };
 
-bool addToken(ExtPtrArray& out, std::string_view token) {
-  return addPiece(out, token, kPieceBlock, PieceStorage::kMinimized);
+bool addToken(ExtPtrArray& out, std::string_view token, bool isSecret) {
+  return addPiece(out, token, kPieceBlock, PieceStorage::kMinimized, isSecret);
 }
 
 }  // namespace
@@ -64,10 +64,10 @@ void StringBuffer::tokenize(ExtPtrArray& out, const char* punctuation) const {
   for (;;) {
     const std::string_view word = rest.substr(0, lexer.wordSize(rest));
     const bool isLast = word.size() == rest.size();
-    if ((isLast || !word.empty()) && !addToken(out, word)) return;
+    if ((isLast || !word.empty()) && !addToken(out, word, m_secure)) return;
     if (isLast) return;
     rest.remove_prefix(word.size());
-    if (lexer.isPunctuation(rest.front()) && !addToken(out, rest.substr(0, 1))) return;
+    if (lexer.isPunctuation(rest.front()) && !addToken(out, rest.substr(0, 1), m_secure)) return;
     rest.remove_prefix(1);
   }
 }

@@ -1467,4 +1467,59 @@ TEST(LifecycleWalk, RandomTransfersAgreeWithTheModel) {
   EXPECT_EQ(harness::liveBlocks(), live);
 }
 
+// ---- Former bugs ----
+
+// The block that the final NUL did not fit into was released as it was.
+TEST(TakeFromDb, ASecureBufferWipesTheBlockThatAPlainSourceOutgrows) {
+  for (const bool secure : {true, false}) {
+    StringBuffer buffer;
+    buffer.setSecureBuf(secure);
+    DataBuffer data;
+    ASSERT_TRUE(data.ensureBuffer(200));
+    data.append(letters(200).data(), 200);
+    const auto blocks = releasedBy([&] { EXPECT_TRUE(buffer.takeFromDb(data)); });
+    ASSERT_EQ(blocks.size(), 1U);
+    EXPECT_EQ(blocks[0], secure ? std::string(200, '\0') : letters(200));
+    EXPECT_TRUE(holds(buffer, letters(200), 400, 202));
+    // The source is as secure as before.
+    data.append(letters(64).data(), 64);
+    const auto later = releasedBy([&] { data.append("x", 1); });
+    ASSERT_EQ(later.size(), 1U);
+    EXPECT_EQ(later[0], letters(64));
+  }
+}
+
+// The log's copy of the text stayed in released memory.
+TEST(MemoryReporting, TheLogWipesItsCopyOfASecret) {
+  for (const bool secure : {true, false}) {
+    StringBuffer buffer(letters(100).c_str());
+    buffer.setSecureBuf(secure);
+    LogBase log;
+    buffer.logSbMemUsage(log);
+    log.LogData("after", "an ordinary value");
+    int secrets = 0;
+    int others = 0;
+    for (const std::string& block : releasedBy([&] { log.clear(); })) {
+      secrets += block.find(letters(100)) == std::string::npos ? 0 : 1;
+      others += block.find("an ordinary value") == std::string::npos ? 0 : 1;
+    }
+    EXPECT_EQ(secrets, secure ? 0 : 1);
+    EXPECT_EQ(others, 1);
+  }
+}
+
+// The array went out with what a caller had written in the place of the terminator.
+TEST(ExtractString, EndsWithANulThoughTheTerminatorIsOverwritten) {
+  for (const unsigned int size : {50U, 100U}) {
+    StringBuffer buffer;
+    buffer.setExtendSize(0);
+    appendBytes(buffer, letters(size));
+    *buffer.pCharAt(size) = 'X';
+    unsigned int length = 0;
+    const Bytes block(buffer.extractString(&length));
+    EXPECT_EQ(length, size);
+    EXPECT_EQ(bytesAt(block.get(), size + 1), letters(size) + "\0"s);
+  }
+}
+
 }  // namespace

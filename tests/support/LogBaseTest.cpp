@@ -9,6 +9,7 @@
 #include "core/StringBuffer.h"
 #include "harness/AllocationHook.h"
 #include "harness/BufferState.h"
+#include "harness/ReleasedBlocks.h"
 #include "support/LogContextExitor.h"
 #include "support/LogNull.h"
 
@@ -252,6 +253,47 @@ TEST(LogNull, DiscardsEverything) {
   EXPECT_EQ(count.seen(), 0);
   EXPECT_EQ(log.errorCount() + log.valueCount() + log.contextCount(), 0U);
   EXPECT_EQ(log.valueOf("n"), nullptr);
+}
+
+// ---- Former bugs ----
+
+// The texts that a log holds of secrets are gone before their memory is.
+TEST(LogBase, WipesWhatWasRecordedInASecretContext) {
+  LogBase log;
+  {
+    const LogContextExitor plain(log, "plain");
+    log.LogData("plain", "plain");
+    EXPECT_FALSE(log.isSecret());
+    const LogContextExitor hidden(log, "hidden", true);
+    EXPECT_TRUE(log.isSecret());
+    log.LogError("secret");
+    log.LogDataLong("secret", 7);
+    const LogContextExitor inner(log, "secret");
+    EXPECT_TRUE(log.isSecret());
+    log.LogData("", "secret");
+  }
+  EXPECT_FALSE(log.isSecret());
+  log.LogError("plain");
+  EXPECT_EQ(textOf(log),
+            "plain:\n  plain: plain\n  hidden:\n    error: secret\n    secret: 7\n"
+            "    secret:\n      : secret\nerror: plain\n");
+  int wiped = 0;
+  int plain = 0;
+  for (const std::string& block : harness::releasedBy([&] { log.clear(); })) {
+    EXPECT_EQ(block.find("secret"), std::string::npos);
+    wiped += harness::isZero(block) ? 1 : 0;
+    plain += block.find("plain") == std::string::npos ? 0 : 1;
+  }
+  EXPECT_EQ(wiped, 4) << "the error, two values and the inner context";
+  EXPECT_EQ(plain, 3);
+}
+
+TEST(LogBase, WipesWhatAnEmptySecretContextLeaves) {
+  LogBase log;
+  const LogContextExitor outer(log, "outer", true);
+  for (const std::string& block :
+       harness::releasedBy([&] { const LogContextExitor empty(log, "secret"); }))
+    EXPECT_TRUE(harness::isZero(block));
 }
 
 }  // namespace

@@ -356,7 +356,6 @@ TEST(Tokenize, CountingAllocatesNothing) {
   EXPECT_EQ(fail.seen(), 0);
 }
 
-// Tokens that outgrow their inline array are the caller's, who decides whether they are secure.
 TEST(Tokenize, SecretsDoNotStayInReleasedMemory) {
   StringBuffer buffer;
   buffer.setSecureBuf(true);
@@ -394,6 +393,33 @@ TEST(Tokenize, HostileContentsTakeLinearTime) {
     EXPECT_EQ(StringBuffer(words.c_str()).tokenCount(";"), 1U);
   });
   EXPECT_LT(seconds, 8.0);
+}
+
+// ---- Former bugs ----
+
+// Long tokens left what they had outgrown, and what they gave back, in released memory.
+TEST(Tokenize, LongTokensOfASecretLeaveNothingBehind) {
+  std::string content;
+  for (const std::size_t size : {70U, 82U, 255U, 256U, 300U, 511U, 900U, 3000U})
+    content += std::string(size, 'Z') + " ;";
+  for (long k = 0; k <= 12; ++k) {
+    StringBuffer buffer(content.c_str());
+    buffer.setSecureBuf(true);
+    ExtPtrArray out;
+    bool leaked = false;
+    {
+      const harness::WatchReleases watch([&leaked](const unsigned char* block, std::size_t size) {
+        const std::string_view bytes(reinterpret_cast<const char*>(block), size);
+        leaked = leaked || bytes.find("ZZ") != std::string_view::npos;
+      });
+      const harness::FailAllocation fail(k);
+      buffer.tokenize(out, ";");
+    }
+    EXPECT_FALSE(leaked) << "allocation " << k;
+    if (k == 0) {
+      EXPECT_TRUE(arrayHolds(out, 0, reference::tokenize(content, ";")));
+    }
+  }
 }
 
 }  // namespace

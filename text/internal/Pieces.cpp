@@ -24,13 +24,15 @@ EndOutsideQuotes<ByteSet> endAtAnyOf(const ByteSet& delimiters, bool honourQuote
   return {delimiters | inside, inside, honourQuotes, honourEscapes};
 }
 
-bool addPiece(ExtPtrArray& out, std::string_view piece, std::size_t blockSize,
-              PieceStorage storage) {
+bool addPiece(ExtPtrArray& out, std::string_view piece, std::size_t blockSize, PieceStorage storage,
+              bool isSecret) {
   if (!out.reserveMore(1)) return false;
   StringBuffer* const buffer = StringBuffer::createNewSB();
   if (buffer == nullptr) return false;
+  buffer->setSecureBuf(isSecret);
   appendInBlocks(*buffer, piece, blockSize);
   if (storage == PieceStorage::kMinimized) buffer->minimizeMemoryUsage();
+  buffer->setSecureBuf(false);
   return out.appendPtr(buffer);
 }
 

@@ -64,9 +64,10 @@ enum class PieceStorage { kMinimized, kAsGrown };
 
 /// Appends a new buffer with the piece, grown in blocks of the given size, to the array. The
 /// array's slot is reserved first, so that a piece is never made and then lost. False when memory
-/// is exhausted; a block for which only the piece cannot grow is left out of it.
-bool addPiece(ExtPtrArray& out, std::string_view piece, std::size_t blockSize,
-              PieceStorage storage);
+/// is exhausted; a block for which only the piece cannot grow is left out of it. What the piece of
+/// a secret outgrows, or gives back, is wiped; the piece itself is an ordinary buffer.
+bool addPiece(ExtPtrArray& out, std::string_view piece, std::size_t blockSize, PieceStorage storage,
+              bool isSecret);
 
 }  // namespace dorvane::internal
 
