@@ -1428,6 +1428,13 @@ class StringBuffer : public NonRefCountedObj {
 
   // What several members of a family share.
 
+  // Appends the pieces in one growth; false, with nothing changed, when the buffer cannot grow. The
+  // pieces do not lie in this buffer.
+  bool appendPieces(std::initializer_list<std::string_view> pieces);
+  // Appends `format` with its first `placeholder` replaced by `value`.
+  bool appendFormat(const char* format, std::string_view placeholder, const char* value);
+  // Puts bytes before the content; they may lie in this buffer.
+  bool prependBytes(std::string_view bytes);
   // Replaces the bytes from `at` up to `tail`, which runs to the end of the text or the content.
   bool replaceRange(unsigned int at, std::string_view tail, const char* replacement);
   // Replaces all matches, which are `size` bytes long; `find` answers the first one in a text, or

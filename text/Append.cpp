@@ -1,7 +1,10 @@
 // Appending characters, numbers and formatted fragments, at the end, the start or a position.
 // All of it grows by the one growth rule of the storage. Tested in tests/text/AppendTest.cpp.
 
+#include <algorithm>
+#include <cstdint>
 #include <limits>
+#include <string_view>
 
 #include "core/StringBuffer.h"
 #include "support/DataBuffer.h"
@@ -9,8 +12,10 @@
 #include "support/LogNull.h"
 #include "support/dvFormat.h"
 #include "support/internal/CodePageNumbers.h"
+#include "support/internal/Search.h"
 #include "text/internal/StableText.h"
 
+using dorvane::internal::findBytes;
 using dorvane::internal::kUtf16LePage;
 using dorvane::internal::kUtf8Page;
 using dorvane::internal::StableText;
@@ -96,9 +101,7 @@ bool StringBuffer::append3(const char* first, const char* second, const char* th
   const StableText texts[] = {
       {first, ownsAddress(first)}, {second, ownsAddress(second)}, {third, ownsAddress(third)}};
   for (const StableText& text : texts)
-    if (!text.ok()) return false;
-  for (const StableText& text : texts)
-    if (!text.empty() && !appendBytes(text.view())) return false;
+    if (!text.ok() || (!text.empty() && !appendBytes(text.view()))) return false;
   return true;
 }
 
@@ -117,34 +120,52 @@ bool StringBuffer::appendMinSize(const StringBuffer& other) {
 // ---- Formatted fragments ----
 
 bool StringBuffer::append_s(const char* format, const char* value) {
-  StringBuffer filled;
-  filled.m_secure = m_secure;
-  if (!filled.append(format)) return false;
-  filled.replaceFirstOccurance("%s", value);
-  return append(filled);
+  return appendFormat(format, "%s", value);
 }
 
 bool StringBuffer::append_d(const char* format, int value) {
-  StringBuffer filled;
-  filled.m_secure = m_secure;
-  if (!filled.append(format)) return false;
   char digits[12];
   dv_int_to_str(value, digits);
-  filled.replaceFirstOccurance("%d", digits);
-  return append(filled);
+  return appendFormat(format, "%d", digits);
+}
+
+bool StringBuffer::appendFormat(const char* format, std::string_view placeholder,
+                                const char* value) {
+  const StableText stableFormat(format, ownsAddress(format));
+  const StableText stableValue(value, ownsAddress(value));
+  if (!stableFormat.ok() || !stableValue.ok()) return false;
+  const std::string_view all = stableFormat.view();
+  const char* const match = findBytes(all, placeholder);
+  if (match == nullptr || value == nullptr) return appendPieces({all});
+  const auto at = static_cast<std::size_t>(match - all.data());
+  return appendPieces({all.substr(0, at), stableValue.view(), all.substr(at + placeholder.size())});
+}
+
+bool StringBuffer::appendPieces(std::initializer_list<std::string_view> pieces) {
+  std::uint64_t total = 0;
+  for (const std::string_view piece : pieces) total += piece.size();
+  if (total == 0) return true;
+  if (!makeRoom(total)) return false;
+  for (const std::string_view piece : pieces) appendBytes(piece);
+  return true;
 }
 
 bool StringBuffer::appendNameValue(const char* name, const char* value) {
   const StableText stableValue(value, ownsAddress(value));
   if (!stableValue.ok() || !append2(name, "=\"")) return false;
-  const std::string_view bytes = stableValue.view();
-  if (bytes.find('"') == std::string_view::npos)
-    return (bytes.empty() || appendBytes(bytes)) && appendChar('"');
-  StringBuffer escaped;
-  escaped.m_secure = m_secure;
-  if (!escaped.appendBytes(bytes)) return false;
-  escaped.replaceAllOccurances("\"", "\\\"");
-  return append(escaped) && appendChar('"');
+  std::string_view rest = stableValue.view();
+  const auto quotes = static_cast<std::uint64_t>(std::count(rest.begin(), rest.end(), '"'));
+  // The value grows the buffer as one piece.
+  if (!rest.empty() && !makeRoom(rest.size() + quotes)) return false;
+  while (!rest.empty()) {
+    const std::size_t run = std::min(rest.find('"'), rest.size());
+    appendBytes(rest.substr(0, run));
+    rest.remove_prefix(run);
+    if (rest.empty()) break;
+    appendBytes("\\\"", 2);
+    rest.remove_prefix(1);
+  }
+  return appendChar('"');
 }
 
 bool StringBuffer::appendNameIntValue(const char* name, int value) {
@@ -166,9 +187,11 @@ bool StringBuffer::appendNullTerminatedUnicodeAsUtf8(const unsigned short* units
 
 // ---- At the start, at a position ----
 
-bool StringBuffer::prepend(const char* text) {
-  if (m_length == 0) return append(text);
-  const StableText prefix(text, ownsAddress(text));
+bool StringBuffer::prepend(const char* text) { return text == nullptr || prependBytes(text); }
+
+bool StringBuffer::prependBytes(std::string_view bytes) {
+  if (m_length == 0) return bytes.empty() || appendBytes(bytes);
+  const StableText prefix(bytes.data(), bytes.size(), ownsAddress(bytes.data()));
   if (prefix.empty()) return true;
   const std::size_t n = prefix.view().size();
   if (!prefix.ok() || !makeRoom(n)) return false;
@@ -181,12 +204,13 @@ bool StringBuffer::prepend(const char* text) {
 bool StringBuffer::insertAt(const StringBuffer& other, unsigned int position) {
   if (other.m_length == 0) return true;
   if (!makeRoom(other.contentSize())) return false;
-  if (position == 0) return other.hasLiveWord() && prepend(other.m_data);
+  if (position == 0) return other.hasLiveWord() && prependBytes(other.text());
   if (position >= m_length) return append(other);
 
+  const std::string_view behind = content().substr(position);
   StringBuffer tail;
   tail.m_secure = m_secure;
-  if (!tail.append(m_data + position)) return false;
+  if (!tail.appendBytes(behind.substr(0, behind.find('\0')))) return false;
   endAt(position);
   return append(other) && append(tail);
 }

@@ -76,7 +76,9 @@ bool StringBuffer::replaceRange(unsigned int at, std::string_view tail, const ch
     if (!tail.empty()) dropTrailingNuls();
     return true;
   }
-  const SavedTail saved(tail, m_secure);
+  // On the heap, whatever its size: where there is no memory for the tail there is none for the
+  // larger block either, and nothing has been cut off yet.
+  const SavedTail saved(tail, m_secure, 0);
   if (!saved.ok()) return false;
   endAt(at);
   if (!bytes.empty()) appendBytes(bytes);

@@ -106,7 +106,5 @@ void StringBuffer::stripDirectory() {
   if (separator == std::string_view::npos) return;
   StringBuffer name;
   name.m_secure = m_secure;
-  if (!name.appendBytes(path.substr(separator + 1))) return;
-  clear();
-  append(name);
+  if (name.appendBytes(path.substr(separator + 1))) takeSb(name);
 }

@@ -108,14 +108,24 @@ constexpr Member kRows[] = {
      [](Call& c) { c.tell(c.buffer.split(c.pieces, ',', false, false), c.pieces); }},
     {"split2", "a,b;c", ",;",
      [](Call& c) { c.tell(c.buffer.split2(c.pieces, c.text, true, true), c.pieces); }},
+    {"split2", "abcdefghij", ",;",
+     [](Call& c) { c.tell(c.buffer.split2(c.pieces, c.text, false, false), c.pieces); }},
     {"splitAndTrim", "a , b", "",
      [](Call& c) { c.tell(c.buffer.splitAndTrim(c.pieces, ',', true, true), c.pieces); }},
+    {"splitAndTrim", " abcdefghi", "",
+     [](Call& c) { c.tell(c.buffer.splitAndTrim(c.pieces, ',', false, false), c.pieces); }},
     {"splitByLineEndings", "a\r\nb\n", "",
      [](Call& c) { c.tell(c.buffer.splitByLineEndings(c.pieces, true, true), c.pieces); }},
+    {"splitByLineEndings", "abcdefghij", "",
+     [](Call& c) { c.tell(c.buffer.splitByLineEndings(c.pieces, false, false), c.pieces); }},
     {"splitIntoLines", "a\r\nb\n", "",
+     [](Call& c) { c.tell(c.buffer.splitIntoLines(c.pieces, 0), c.pieces); }},
+    {"splitIntoLines", "abcdefghij", "",
      [](Call& c) { c.tell(c.buffer.splitIntoLines(c.pieces, 0), c.pieces); }},
     {"splitUsingBoundary", "a--b--c", "--",
      [](Call& c) { c.tell(c.buffer.splitUsingBoundary(c.other, c.pieces, 2), c.pieces); }},
+    {"splitUsingBoundary", "abcdefghij", "--",
+     [](Call& c) { c.tell(c.buffer.splitUsingBoundary(c.other, c.pieces, 0), c.pieces); }},
 
     // ---- Tokenize ----
     {"tokenize", "a (b) \"c d\"", "()",
@@ -123,7 +133,17 @@ constexpr Member kRows[] = {
        c.buffer.tokenize(c.pieces, c.text);
        c.tell(c.pieces);
      }},
+    {"tokenize", "abcdefghij", "()",
+     [](Call& c) {
+       c.buffer.tokenize(c.pieces, c.text);
+       c.tell(c.pieces);
+     }},
     {"tokenizeCPP", "a = b;", "",
+     [](Call& c) {
+       c.buffer.tokenizeCPP(c.pieces);
+       c.tell(c.pieces);
+     }},
+    {"tokenizeCPP", "abcdefghij", "",
      [](Call& c) {
        c.buffer.tokenizeCPP(c.pieces);
        c.tell(c.pieces);

@@ -107,6 +107,11 @@ constexpr Member kRows[] = {
      [](Call& c) { c.tell(c.buffer.qbDecode(c.log), c.log); }},
 
     // ---- Iso2022 ----
+    {"iso2022Replace", "a\033$B0l0l0l0", "",
+     [](Call& c) {
+       c.buffer.iso2022Replace(c.pieces);
+       c.tell(c.pieces);
+     }},
     {"iso2022Replace", "a\033$B0l\033(Bb", "",
      [](Call& c) {
        c.buffer.iso2022Replace(c.pieces);

@@ -18,6 +18,7 @@
 #include "harness/EveryMember.h"
 #include "harness/ModelBuffer.h"
 #include "harness/ReleasedBlocks.h"
+#include "harness/StaleStorage.h"
 #include "harness/TempDir.h"
 
 namespace {
@@ -194,7 +195,7 @@ constexpr Exception kExceptions[] = {
     {"createNewSB(const char*)", When::kWithLongTexts, "a buffer that stays empty is given up"},
     {"createNewSB(const StringBuffer&)", When::kAlways, "a buffer that stays empty is given up"},
     {"deleteSb", When::kAlways, "the object itself is freed; its own array is wiped when secure"},
-    {"split", When::kAlways, "the pieces are ordinary buffers, which grow and are minimised"},
+    {"iso2022Replace", When::kAlways, "a buffer that stays empty is given up"},
     {"iso2022Restore", When::kAlways, "the index of the placeholders holds positions, no content"},
     {"createFromFile", When::kAlways, "a new buffer is not secure; given up when it fails"},
     {"createFromFileUtf8", When::kAlways, "a new buffer is not secure; given up when it fails"},
@@ -287,6 +288,65 @@ TEST_F(EveryMember, ExceptionsAreNeeded) {
       });
     }
     EXPECT_GT(dirty, 0) << exception.name << ": " << exception.reason;
+  }
+}
+
+// ---- Overwritten terminators ----
+
+// Where a content lies whose terminator a caller has overwritten.
+enum class Behind { kOldBytes, kNothing };
+
+// `kOldBytes`: the storage behind the content is full of `stale`. `kNothing`: the block ends with
+// the terminator.
+void makeWithin(StringBuffer& buffer, const std::string& bytes, Behind behind, char stale) {
+  if (behind == Behind::kNothing) return harness::fillHeap(buffer, bytes, 0);
+  buffer.append(std::string(bytes.size() + 500, stale).c_str());
+  buffer.weakClear();
+  buffer.append(bytes.c_str());
+}
+
+// Results, outputs, content and storage of a call, with the terminators of the buffer and of the
+// other one as they are or overwritten by `stale`.
+std::string outcomeOf(const Member& member, StringBuffer& buffer, Others others, bool isOverwritten,
+                      char stale) {
+  Call call(buffer, member.text, others);
+  if (isOverwritten) *buffer.pCharAt(buffer.getSize()) = stale;
+  if (isOverwritten && others == Others::kOwn) {
+    call.other.clear();
+    harness::fillUnterminated(call.other, member.text, stale);
+  }
+  member.call(call);
+  const harness::BufferState state = harness::stateOf(buffer);
+  return std::string(call.told()) + " and " + state.content + ", heap " +
+         std::to_string(state.heapUsage) + ", extend " + std::to_string(state.extendSize);
+}
+
+// The one that tells of the terminator, and one that is handed the address of the content as a
+// text.
+bool readsTheTerminator(std::string_view name) {
+  return name == "isNonTerminated" || name == "findWordOnly";
+}
+
+void expectBoundedByTheLength(const Member& member, Behind behind, char stale, Others others) {
+  const std::string bytes = repeated(member.content, behind == Behind::kNothing ? 100 : 1);
+  if (behind == Behind::kNothing && bytes.empty()) return;
+  StringBuffer unterminated;
+  StringBuffer terminated;
+  makeWithin(unterminated, bytes, behind, stale);
+  makeWithin(terminated, bytes, behind, stale);
+  EXPECT_EQ(outcomeOf(member, unterminated, others, true, stale),
+            outcomeOf(member, terminated, others, false, stale))
+      << member.name << " of " << testing::PrintToString(bytes) << ", behind it "
+      << testing::PrintToString(stale) << ", others " << static_cast<int>(others);
+}
+
+TEST_F(EveryMember, IsBoundedByTheLengthWhenTheTerminatorIsOverwritten) {
+  for (const Member& member : members()) {
+    if (readsTheTerminator(member.name)) continue;
+    for (const char stale : {'b', '4', ' ', ',', '"', '>', '%', ';', '/', '?'})
+      for (const Behind behind : {Behind::kOldBytes, Behind::kNothing})
+        for (const Others others : {Others::kOwn, Others::kBufferItself})
+          expectBoundedByTheLength(member, behind, stale, others);
   }
 }
 

@@ -135,7 +135,14 @@ class Call {
 
  private:
   void add(std::string_view words) { m_told.add(words); }
-  void add(const char* words) { m_told.add(words == nullptr ? "null" : words); }
+  void add(const char* words) {
+    const std::string_view all(buffer.getString(), buffer.getSize());
+    if (words == nullptr) return m_told.add("null");
+    if (words < all.data() || words > all.data() + all.size()) return m_told.add(words);
+    // A text inside the buffer ends where the content does: its terminator may be overwritten.
+    const std::string_view rest = all.substr(static_cast<std::size_t>(words - all.data()));
+    m_told.add(rest.substr(0, rest.find('\0')));
+  }
   void add(const unsigned char* words) { add(reinterpret_cast<const char*>(words)); }
   void add(const StringBuffer& value) { m_told.add({value.getString(), value.getSize()}); }
   void add(const StringBuffer* value) { value == nullptr ? add("null") : add(*value); }

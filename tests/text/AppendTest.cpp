@@ -17,6 +17,7 @@
 #include "harness/LivenessMarks.h"
 #include "harness/ModelBuffer.h"
 #include "harness/ReplaceReference.h"
+#include "harness/StaleStorage.h"
 
 using harness::appendRaw;
 using harness::bytesOf;
@@ -42,9 +43,8 @@ struct TextMember {
   std::string name;
   std::function<bool(StringBuffer&, Text, Text)> run;
   std::function<Pieces(Text, Text)> pieces;
-  bool exactFit = false;     // grows without slack and keeps the extend size
-  bool inFront = false;      // the piece goes before the content
-  bool temporaries = false;  // may need memory for more than the content
+  bool exactFit = false;  // grows without slack and keeps the extend size
+  bool inFront = false;   // the piece goes before the content
 };
 
 std::string textOf(Text text) { return text == nullptr ? "" : text; }
@@ -88,17 +88,14 @@ std::vector<TextMember> plainTextMembers() {
 std::vector<TextMember> textMembers() {
   std::vector<TextMember> members = plainTextMembers();
   members.push_back({"append_s", [](StringBuffer& b, Text f, Text s) { return b.append_s(f, s); },
-                     [](Text f, Text s) { return Pieces{formatted(f, "%s", s)}; }, false, false,
-                     true});
+                     [](Text f, Text s) { return Pieces{formatted(f, "%s", s)}; }});
   members.push_back({"append_d", [](StringBuffer& b, Text f, Text) { return b.append_d(f, -305); },
-                     [](Text f, Text) { return Pieces{formatted(f, "%d", "-305")}; }, false, false,
-                     true});
+                     [](Text f, Text) { return Pieces{formatted(f, "%d", "-305")}; }});
   members.push_back({"appendNameValue",
                      [](StringBuffer& b, Text f, Text s) { return b.appendNameValue(f, s); },
                      [](Text f, Text s) {
                        return Pieces{textOf(f), "=\"", escapedQuotes(textOf(s)), "\""};
-                     },
-                     false, false, true});
+                     }});
   return members;
 }
 
@@ -1167,9 +1164,7 @@ std::string withPieces(const std::string& content, const Pieces& pieces, std::si
 // A failure leaves the content with those pieces that were appended completely before it.
 bool acceptable(const TextMember& member, const std::string& before, const Pieces& pieces,
                 bool result, const std::string& after) {
-  if (result && !member.temporaries)
-    return after == withPieces(before, pieces, pieces.size(), member.inFront);
-  if (result) return after.substr(0, before.size()) == before;
+  if (result) return after == withPieces(before, pieces, pieces.size(), member.inFront);
   for (std::size_t count = 0; count < pieces.size(); ++count)
     if (after == withPieces(before, pieces, count, member.inFront)) return true;
   return false;
@@ -1456,6 +1451,99 @@ TEST(AppendHostile, LargeTextsAreLinear) {
         appended += piece.size();
       EXPECT_EQ(buffer.getSize(), 7 + appended) << member.name;
     }
+  }
+}
+
+// ---- Former bugs ----
+
+// Runs `body` with no memory from the first allocation on.
+bool withoutMemory(const std::function<bool()>& body) {
+  harness::FailAllocation fail(1, harness::FailAllocation::kFromThenOn);
+  return body();
+}
+
+// The texts before it were lost with it.
+TEST(Append3, TextsBeforeOneThatFindsNoMemoryStay) {
+  for (const bool secure : {false, true}) {
+    StringBuffer buffer;
+    buffer.setSecureBuf(secure);
+    fillHeap(buffer, std::string(300, 'o'), 100);
+    const Text own = buffer.getString() + 100;
+    EXPECT_FALSE(withoutMemory([&] { return buffer.append3("first", "second", own); }));
+    EXPECT_TRUE(holds(buffer, std::string(300, 'o') + "firstsecond", 401, 202));
+    EXPECT_FALSE(withoutMemory([&] { return buffer.append3("1", own, "3"); }));
+    EXPECT_FALSE(withoutMemory([&] { return buffer.append2("2", own); }));
+    EXPECT_TRUE(holds(buffer, std::string(300, 'o') + "firstsecond12", 401, 202));
+  }
+}
+
+// Without memory for a temporary the value was missing or cut, with true.
+TEST(AppendS, NeedsNoMemoryForWhatFits) {
+  const std::string value(300, 'v');
+  StringBuffer buffer;
+  fillHeap(buffer, std::string(90, 'x'), 400);
+  EXPECT_TRUE(withoutMemory([&] { return buffer.append_s("<%s>", value.c_str()); }));
+  EXPECT_TRUE(holds(buffer, std::string(90, 'x') + "<" + value + ">", 491, 202));
+  EXPECT_FALSE(withoutMemory([&] { return buffer.append_s("<%s>", value.c_str()); }));
+  EXPECT_TRUE(holds(buffer, std::string(90, 'x') + "<" + value + ">", 491, 202));
+}
+
+TEST(AppendNameValue, NeedsNoMemoryForWhatFits) {
+  const std::string value = std::string(100, '"') + std::string(100, 'v');
+  StringBuffer buffer;
+  fillHeap(buffer, std::string(90, 'x'), 304);
+  EXPECT_TRUE(withoutMemory([&] { return buffer.appendNameValue("n", value.c_str()); }));
+  const std::string content = std::string(90, 'x') + "n=\"" + escapedQuotes(value) + "\"";
+  EXPECT_TRUE(holds(buffer, content, 395, 202));
+  EXPECT_FALSE(withoutMemory([&] { return buffer.appendNameValue("", "v"); }));
+  EXPECT_TRUE(holds(buffer, content, 395, 202));
+}
+
+// insertAt() measured both texts up to a NUL, which a caller may have overwritten.
+TEST(InsertAt, IsBoundedByTheLengths) {
+  for (const std::string& content : {"a"s, "abcd"s, std::string(81, 'c'), std::string(100, 'c')}) {
+    for (const std::string& inserted : {"1"s, "12"s, std::string(90, '9')}) {
+      for (const unsigned int position : {0U, 1U, 3U, 80U, 81U, 99U, 200U}) {
+        StringBuffer buffer;
+        StringBuffer other;
+        harness::fillUnterminated(buffer, content, 'X');
+        harness::fillUnterminated(other, inserted, 'Y');
+        std::string expected = content;
+        expected.insert(std::min<std::size_t>(position, content.size()), inserted);
+        EXPECT_TRUE(buffer.insertAt(other, position));
+        EXPECT_TRUE(holds(buffer, expected)) << position;
+        EXPECT_EQ(bytesOf(other), inserted);
+      }
+    }
+  }
+}
+
+TEST(InsertAt, ReadsNothingBehindABlock) {
+  for (const unsigned int position : {0U, 50U, 100U}) {
+    StringBuffer buffer;
+    StringBuffer other;
+    harness::fillExactUnterminated(buffer, std::string(100, 'c'), 'X');
+    harness::fillExactUnterminated(other, std::string(90, 'o'), 'Y');
+    EXPECT_TRUE(buffer.insertAt(other, position));
+    std::string expected(100, 'c');
+    EXPECT_TRUE(holds(buffer, expected.insert(position, 90, 'o'), 393, 196)) << position;
+  }
+  StringBuffer itself;
+  harness::fillExactUnterminated(itself, std::string(100, 'c'), 'X');
+  EXPECT_TRUE(itself.insertAt(itself, 0));
+  EXPECT_TRUE(holds(itself, std::string(200, 'c')));
+}
+
+TEST(InsertAt, BytesThatWereCutOffDoNotComeBack) {
+  for (const unsigned int position : {0U, 2U, 4U}) {
+    StringBuffer buffer("abcdefgh");
+    buffer.chopAt(4);
+    *buffer.pCharAt(4) = 'e';
+    StringBuffer other("1234");
+    other.chopAt(2);
+    *other.pCharAt(2) = '3';
+    EXPECT_TRUE(buffer.insertAt(other, position));
+    EXPECT_TRUE(holds(buffer, "abcd"s.insert(position, "12"), 0, 202));
   }
 }
 

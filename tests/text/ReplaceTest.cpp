@@ -1097,4 +1097,67 @@ TEST(ReplaceHostile, ALargeResultIsThatOfTheReference) {
   EXPECT_TRUE(matches(buffer, output));
 }
 
+// ---- Former bugs ----
+
+// A buffer without room to spare, in which the match at 90 has a tail of the given size.
+std::string contentWithTail(std::size_t tail) {
+  return std::string(90, 'p') + "X" + std::string(tail, 't');
+}
+
+struct Replaced {
+  bool found;
+  std::string content;
+};
+
+// Replaces the X of a content by 6000 bytes, with the k-th allocation failing, or all from it on.
+Replaced replaceWithFailure(const Member& member, const std::string& content, long k,
+                            harness::FailAllocation::Mode mode) {
+  StringBuffer buffer;
+  fillHeap(buffer, content, 0);
+  const std::string replacement(6000, 'r');
+  bool found = false;
+  {
+    const harness::FailAllocation fail(k, mode);
+    found = member.run(buffer, "X", replacement.c_str()) != 0;
+  }
+  EXPECT_TRUE(invariantsHold(buffer));
+  return {found, bytesOf(buffer)};
+}
+
+// A tail of up to 400 bytes was lost, with true.
+TEST(ReplaceFailure, WithoutMemoryForTheTailNothingChanges) {
+  for (const Member& member : {first(), last()}) {
+    for (const std::size_t tail : {1U, 202U, 399U, 400U, 401U, 7000U}) {
+      const std::string content = contentWithTail(tail);
+      for (const auto mode :
+           {harness::FailAllocation::kOnce, harness::FailAllocation::kFromThenOn}) {
+        const Replaced replaced = replaceWithFailure(member, content, 1, mode);
+        EXPECT_FALSE(replaced.found) << member.name << ", " << tail;
+        EXPECT_EQ(replaced.content, content) << member.name << ", " << tail;
+      }
+    }
+  }
+}
+
+// Once the tail is safe, what cannot grow is left out, and the match still counts.
+TEST(ReplaceFailure, WithMemoryForTheTailOnlyTheReplacementIsMissing) {
+  for (const Member& member : {first(), last()}) {
+    for (const std::size_t tail : {1U, 400U, 401U}) {
+      const Replaced replaced = replaceWithFailure(member, contentWithTail(tail), 2,
+                                                   harness::FailAllocation::kFromThenOn);
+      EXPECT_TRUE(replaced.found) << member.name << ", " << tail;
+      EXPECT_EQ(replaced.content, std::string(90, 'p') + std::string(tail, 't')) << member.name;
+    }
+  }
+}
+
+TEST(ReplaceFailure, AMatchAtTheEndHasNoTailToSave) {
+  for (const Member& member : {first(), last()}) {
+    const Replaced replaced =
+        replaceWithFailure(member, contentWithTail(0), 1, harness::FailAllocation::kFromThenOn);
+    EXPECT_TRUE(replaced.found) << member.name;
+    EXPECT_EQ(replaced.content, std::string(90, 'p')) << member.name;
+  }
+}
+
 }  // namespace

@@ -634,4 +634,21 @@ TEST(Trim, HostileContentsTakeLinearTime) {
   EXPECT_LT(seconds, 8.0);
 }
 
+// ---- Former bugs ----
+
+// The content was gone when memory ran out between its end and the name's way back.
+TEST(Trim, StripDirectoryKeepsTheContentWhenMemoryIsExhausted) {
+  const std::string name(200, 'n');
+  const std::string path = std::string(300, 'd') + "/" + name;
+  StringBuffer buffer;
+  const long points = harness::failEveryAllocation(
+      [&] {
+        buffer.clear();
+        buffer.append(path.c_str());
+      },
+      [&] { buffer.stripDirectory(); },
+      [&] { EXPECT_TRUE(holds(buffer, path) || holds(buffer, name)); });
+  EXPECT_EQ(points, 2) << "one allocation, failing once and for good";
+}
+
 }  // namespace

@@ -514,4 +514,25 @@ TEST(WordReplace, FindingWordAfterWordTakesLinearTime) {
   }
 }
 
+// ---- Former bugs ----
+
+// A tail of up to 400 bytes was lost, with true.
+TEST(WordReplace, WithoutMemoryForTheTailNothingChanges) {
+  for (const std::size_t tail : {1U, 202U, 399U, 400U, 401U}) {
+    for (const bool extended : {false, true}) {
+      const std::string content = std::string(90, '(') + "cat" + std::string(tail, '(');
+      const std::string replacement(600, 'r');
+      StringBuffer buffer;
+      harness::fillHeap(buffer, content, 0);
+      bool found = true;
+      {
+        const harness::FailAllocation fail(1, harness::FailAllocation::kFromThenOn);
+        found = buffer.replaceFirstWordOccurance("cat", replacement.c_str(), 0, extended);
+      }
+      EXPECT_FALSE(found) << tail;
+      EXPECT_TRUE(holds(buffer, content)) << tail;
+    }
+  }
+}
+
 }  // namespace

@@ -9,14 +9,16 @@
 
 namespace dorvane::internal {
 
-/// A copy of the end of a content, which is cut off, changed before and appended again. A tail of
-/// up to 400 bytes needs no memory from the heap. The copy of a secret is wiped.
+/// A copy of the end of a content, which is cut off, changed before and appended again. The copy of
+/// a secret is wiped.
 class SavedTail {
  public:
   static constexpr std::size_t kLocalSize = 400;
 
-  SavedTail(std::string_view tail, bool secure) : m_size(tail.size()), m_secure(secure) {
-    if (m_size > kLocalSize) m_block = m_onHeap = dvNewChar(static_cast<unsigned int>(m_size));
+  /// A tail of up to `mostLocal` bytes, at most kLocalSize, needs no memory from the heap.
+  SavedTail(std::string_view tail, bool secure, std::size_t mostLocal = kLocalSize)
+      : m_size(tail.size()), m_secure(secure) {
+    if (m_size > mostLocal) m_block = m_onHeap = dvNewChar(static_cast<unsigned int>(m_size));
     if (m_block != nullptr) std::memcpy(m_block, tail.data(), m_size);
   }
   SavedTail(const SavedTail&) = delete;
