@@ -853,8 +853,8 @@ class StringBuffer : public NonRefCountedObj {
   ///
   /// Tokens are runs of bytes between white space (space, TAB, LF, CR). A double-quoted string and
   /// an escaped byte stay inside their token, quotes and backslashes included. Deliberate: a
-  /// backslash inside quotes escapes nothing. The tokens of a secure
-  /// buffer are as the pieces of a split.
+  /// backslash inside quotes escapes nothing. The tokens of a secure buffer are as the pieces of a
+  /// split.
   /// @{
 
   /// Appends the tokens to `out` as new, minimised buffers that the array owns; each byte of
