@@ -234,14 +234,6 @@ void StringBuffer::emptyForOutput() {
     weakClear();
 }
 
-bool StringBuffer::appendExactFit(const char* bytes, std::size_t n) {
-  const unsigned int saved = m_extendSize;
-  m_extendSize = 0;
-  const bool appended = appendBytes(bytes, n);
-  m_extendSize = saved;
-  return appended;
-}
-
 // ---- Storage primitives ----
 
 // A buffer that looks dead is not judged, nor the length of one whose storage was just released.

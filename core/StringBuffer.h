@@ -1423,18 +1423,8 @@ class StringBuffer : public NonRefCountedObj {
   // Empties an output parameter: its block serves the next call, unless it holds a secret.
   void emptyForOutput();
 
-  // As appendBytes(), but a needed allocation has no slack; the extend size keeps its value.
-  bool appendExactFit(const char* bytes, std::size_t n);
-
   // What several members of a family share.
 
-  // Appends the pieces in one growth; false, with nothing changed, when the buffer cannot grow. The
-  // pieces do not lie in this buffer.
-  bool appendPieces(std::initializer_list<std::string_view> pieces);
-  // Appends `format` with its first `placeholder` replaced by `value`.
-  bool appendFormat(const char* format, std::string_view placeholder, const char* value);
-  // Puts bytes before the content; they may lie in this buffer.
-  bool prependBytes(std::string_view bytes);
   // Replaces the bytes from `at` up to `tail`, which runs to the end of the text or the content.
   bool replaceRange(unsigned int at, std::string_view tail, const char* replacement);
   // Replaces all matches, which are `size` bytes long; `find` answers the first one in a text, or
@@ -1444,9 +1434,6 @@ class StringBuffer : public NonRefCountedObj {
   // Replace in place: each byte `from` of the content; each match in the text.
   unsigned int replaceByte(char from, char to) noexcept;
   unsigned int replaceWithByte(std::string_view needle, char to) noexcept;
-  // Remove the bytes of a set from the end, or from both ends, of the content; return how many.
-  unsigned int trimEnd(const dorvane::internal::ByteSet& set) noexcept;
-  unsigned int trimEnds(const dorvane::internal::ByteSet& set) noexcept;
   // Removes the bytes behind `start` that are not in the set; returns how many.
   unsigned int keepOnly(const dorvane::internal::ByteSet& kept, unsigned int start) noexcept;
   // Removes a byte behind `start`; returns how often it was there.

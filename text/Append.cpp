@@ -7,6 +7,8 @@
 #include <string_view>
 
 #include "core/StringBuffer.h"
+#include "core/internal/BufferAccess.h"
+#include "core/internal/Scratch.h"
 #include "support/DataBuffer.h"
 #include "support/EncodingConvert.h"
 #include "support/LogNull.h"
@@ -15,9 +17,11 @@
 #include "support/internal/Search.h"
 #include "text/internal/StableText.h"
 
+using dorvane::internal::BufferAccess;
 using dorvane::internal::findBytes;
 using dorvane::internal::kUtf16LePage;
 using dorvane::internal::kUtf8Page;
+using dorvane::internal::Scratch;
 using dorvane::internal::StableText;
 
 namespace {
@@ -46,25 +50,77 @@ std::size_t sizeOfUnits(const unsigned char* bytes) {
   return n;
 }
 
+// As raw bytes: a NUL at the end of the content is not dropped.
+bool appendRaw(StringBuffer& out, std::string_view bytes) {
+  return BufferAccess(out).append(bytes);
+}
+
+// An allocation that is needed has no slack; the extend size keeps its value.
+bool appendExactFit(StringBuffer& out, std::string_view bytes) {
+  const unsigned int saved = out.getExtendSize();
+  out.setExtendSize(0);
+  const bool appended = appendRaw(out, bytes);
+  out.setExtendSize(saved);
+  return appended;
+}
+
+// Appends the pieces, which do not lie in the buffer, in one step; all of them or none.
+bool appendPieces(StringBuffer& out, std::initializer_list<std::string_view> pieces) {
+  std::uint64_t total = 0;
+  for (const std::string_view piece : pieces) total += piece.size();
+  if (total == 0) return true;
+  if (!BufferAccess(out).makeRoom(total)) return false;
+  for (const std::string_view piece : pieces) appendRaw(out, piece);
+  return true;
+}
+
+// Appends a format with its first placeholder replaced by the value; by nothing if that is null.
+bool appendFormat(StringBuffer& out, const char* format, std::string_view placeholder,
+                  const char* value) {
+  const StableText stableFormat(format, out);
+  const StableText stableValue(value, out);
+  if (!stableFormat.ok() || !stableValue.ok()) return false;
+  const std::string_view all = stableFormat.view();
+  const char* const match = findBytes(all, placeholder);
+  if (match == nullptr || value == nullptr) return appendPieces(out, {all});
+  const auto at = static_cast<std::size_t>(match - all.data());
+  return appendPieces(out,
+                      {all.substr(0, at), stableValue.view(), all.substr(at + placeholder.size())});
+}
+
+bool prependBytes(StringBuffer& out, std::string_view bytes) {
+  if (bytes.empty()) return true;
+  if (out.getSize() == 0) return appendRaw(out, bytes);
+  const StableText prefix(bytes.data(), bytes.size(), out);
+  const BufferAccess access(out);
+  const std::size_t n = prefix.view().size();
+  if (!prefix.ok() || !access.makeRoom(n)) return false;
+  const std::string_view old = access.content();
+  std::memmove(access.data() + n, old.data(), old.size());
+  std::memcpy(access.data(), prefix.view().data(), n);
+  access.terminateAt(old.size() + n);
+  return true;
+}
+
 }  // namespace
 
 // ---- Numbers ----
 
 bool StringBuffer::append(int value) {
   char digits[12];
-  return appendBytes(digits, dv_int_to_str(value, digits));
+  return appendRaw(*this, {digits, dv_int_to_str(value, digits)});
 }
 
 bool StringBuffer::append(unsigned int value) { return appendInt64(value); }
 
 bool StringBuffer::appendInt64(long long value) {
   char digits[21];
-  return appendBytes(digits, dv_int64_to_str(value, digits));
+  return appendRaw(*this, {digits, dv_int64_to_str(value, digits)});
 }
 
 bool StringBuffer::appendHex(unsigned int value, bool lowercase, unsigned int width) {
   char digits[9];
-  return appendBytes(digits, hexFormatter(lowercase, width)(value, digits));
+  return appendRaw(*this, {digits, hexFormatter(lowercase, width)(value, digits)});
 }
 
 // ---- Characters ----
@@ -73,19 +129,20 @@ bool StringBuffer::appendUChar(unsigned char c) { return appendChar(static_cast<
 
 bool StringBuffer::appendChar2(char c1, char c2) {
   const char bytes[] = {c1, c2};
-  return appendBytes(bytes, sizeof bytes);
+  return appendRaw(*this, {bytes, sizeof bytes});
 }
 
 bool StringBuffer::appendChar3(char c1, char c2, char c3) {
   const char bytes[] = {c1, c2, c3};
-  return appendBytes(bytes, sizeof bytes);
+  return appendRaw(*this, {bytes, sizeof bytes});
 }
 
 bool StringBuffer::appendCharN(char c, unsigned int count) {
   if (count == 0 || count > kMostRepeats) return true;
-  if (!makeRoom(count)) return false;
-  std::memset(m_data + m_length, c, count);
-  endAt(m_length + count);
+  const BufferAccess self(*this);
+  if (!self.makeRoom(count)) return false;
+  std::memset(self.data() + self.size(), c, count);
+  self.terminateAt(self.size() + count);
   return true;
 }
 
@@ -98,71 +155,50 @@ bool StringBuffer::append2(const char* first, const char* second) {
 }
 
 bool StringBuffer::append3(const char* first, const char* second, const char* third) {
-  const StableText texts[] = {
-      {first, ownsAddress(first)}, {second, ownsAddress(second)}, {third, ownsAddress(third)}};
+  const StableText texts[] = {{first, *this}, {second, *this}, {third, *this}};
   for (const StableText& text : texts)
-    if (!text.ok() || (!text.empty() && !appendBytes(text.view()))) return false;
+    if (!text.ok() || (!text.empty() && !appendRaw(*this, text.view()))) return false;
   return true;
 }
 
 bool StringBuffer::appendMinSize(const char* text) {
-  return text == nullptr || *text == '\0' || appendExactFit(text, std::strlen(text));
+  return text == nullptr || *text == '\0' || appendExactFit(*this, text);
 }
 
 bool StringBuffer::appendMinSize(const StringBuffer& other) {
   if (!other.hasLiveWord()) return false;
-  if (other.contentSize() == 0) return true;
-  if (!appendExactFit(other.m_data, other.contentSize())) return false;
-  dropTrailingNuls();
+  const std::string_view bytes = BufferAccess(other).content();
+  if (bytes.empty()) return true;
+  if (!appendExactFit(*this, bytes)) return false;
+  BufferAccess(*this).dropTrailingNuls();
   return true;
 }
 
 // ---- Formatted fragments ----
 
 bool StringBuffer::append_s(const char* format, const char* value) {
-  return appendFormat(format, "%s", value);
+  return appendFormat(*this, format, "%s", value);
 }
 
 bool StringBuffer::append_d(const char* format, int value) {
   char digits[12];
   dv_int_to_str(value, digits);
-  return appendFormat(format, "%d", digits);
-}
-
-bool StringBuffer::appendFormat(const char* format, std::string_view placeholder,
-                                const char* value) {
-  const StableText stableFormat(format, ownsAddress(format));
-  const StableText stableValue(value, ownsAddress(value));
-  if (!stableFormat.ok() || !stableValue.ok()) return false;
-  const std::string_view all = stableFormat.view();
-  const char* const match = findBytes(all, placeholder);
-  if (match == nullptr || value == nullptr) return appendPieces({all});
-  const auto at = static_cast<std::size_t>(match - all.data());
-  return appendPieces({all.substr(0, at), stableValue.view(), all.substr(at + placeholder.size())});
-}
-
-bool StringBuffer::appendPieces(std::initializer_list<std::string_view> pieces) {
-  std::uint64_t total = 0;
-  for (const std::string_view piece : pieces) total += piece.size();
-  if (total == 0) return true;
-  if (!makeRoom(total)) return false;
-  for (const std::string_view piece : pieces) appendBytes(piece);
-  return true;
+  return appendFormat(*this, format, "%d", digits);
 }
 
 bool StringBuffer::appendNameValue(const char* name, const char* value) {
-  const StableText stableValue(value, ownsAddress(value));
+  const StableText stableValue(value, *this);
   if (!stableValue.ok() || !append2(name, "=\"")) return false;
   std::string_view rest = stableValue.view();
   const auto quotes = static_cast<std::uint64_t>(std::count(rest.begin(), rest.end(), '"'));
   // The value grows the buffer as one piece.
-  if (!rest.empty() && !makeRoom(rest.size() + quotes)) return false;
+  if (!rest.empty() && !BufferAccess(*this).makeRoom(rest.size() + quotes)) return false;
   while (!rest.empty()) {
     const std::size_t run = std::min(rest.find('"'), rest.size());
-    appendBytes(rest.substr(0, run));
+    appendRaw(*this, rest.substr(0, run));
     rest.remove_prefix(run);
     if (rest.empty()) break;
-    appendBytes("\\\"", 2);
+    appendRaw(*this, "\\\"");
     rest.remove_prefix(1);
   }
   return appendChar('"');
@@ -179,7 +215,7 @@ bool StringBuffer::appendNullTerminatedUnicodeAsUtf8(const unsigned short* units
   if (n > std::numeric_limits<unsigned int>::max()) return false;
   EncodingConvert convert;
   DataBuffer utf8;
-  utf8.setSecure(m_secure);
+  utf8.setSecure(BufferAccess(*this).isSecure());
   LogNull log;
   convert.EncConvert(kUtf16LePage, kUtf8Page, bytes, static_cast<unsigned int>(n), utf8, log);
   return append(utf8);
@@ -187,30 +223,21 @@ bool StringBuffer::appendNullTerminatedUnicodeAsUtf8(const unsigned short* units
 
 // ---- At the start, at a position ----
 
-bool StringBuffer::prepend(const char* text) { return text == nullptr || prependBytes(text); }
-
-bool StringBuffer::prependBytes(std::string_view bytes) {
-  if (m_length == 0) return bytes.empty() || appendBytes(bytes);
-  const StableText prefix(bytes.data(), bytes.size(), ownsAddress(bytes.data()));
-  if (prefix.empty()) return true;
-  const std::size_t n = prefix.view().size();
-  if (!prefix.ok() || !makeRoom(n)) return false;
-  std::memmove(m_data + n, m_data, m_length);
-  std::memcpy(m_data, prefix.view().data(), n);
-  endAt(m_length + static_cast<unsigned int>(n));
-  return true;
+bool StringBuffer::prepend(const char* text) {
+  return text == nullptr || prependBytes(*this, text);
 }
 
 bool StringBuffer::insertAt(const StringBuffer& other, unsigned int position) {
-  if (other.m_length == 0) return true;
-  if (!makeRoom(other.contentSize())) return false;
-  if (position == 0) return other.hasLiveWord() && prependBytes(other.text());
-  if (position >= m_length) return append(other);
+  if (other.getSize() == 0) return true;
+  const BufferAccess self(*this);
+  const BufferAccess source(other);
+  if (!self.makeRoom(source.size())) return false;
+  if (position == 0) return other.hasLiveWord() && prependBytes(*this, source.text());
+  if (position >= getSize()) return append(other);
 
-  const std::string_view behind = content().substr(position);
-  StringBuffer tail;
-  tail.m_secure = m_secure;
-  if (!tail.appendBytes(behind.substr(0, behind.find('\0')))) return false;
-  endAt(position);
+  const std::string_view after = self.content().substr(position);
+  Scratch tail(*this);
+  if (!appendRaw(tail, after.substr(0, after.find('\0')))) return false;
+  self.terminateAt(position);
   return append(other) && append(tail);
 }

@@ -90,7 +90,7 @@ bool StringBuffer::splitAndTrim(ExtPtrArraySb& out, char delimiter, bool honourQ
                                 bool honourEscapes) const {
   if (!split(out, delimiter, honourQuotes, honourEscapes)) return false;
   for (int i = 0; i < out.getSize(); ++i)
-    if (StringBuffer* const piece = out.sbAt(i)) piece->trimEnds(kWhiteSpace);
+    if (StringBuffer* const piece = out.sbAt(i)) piece->trim2();
   return true;
 }
 
