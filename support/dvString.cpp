@@ -4,13 +4,19 @@
 #include <cstdint>
 #include <cstring>
 #include <string_view>
+#include <type_traits>
 
 #include "support/internal/Ascii.h"
+#include "support/internal/MarkedPiece.h"
 #include "support/internal/Search.h"
+#include "support/internal/TwoWay.h"
 
 using dorvane::internal::asciiLower;
+using dorvane::internal::Exact;
 using dorvane::internal::findBytes;
 using dorvane::internal::findBytesNoCase;
+using dorvane::internal::MarkedPiece;
+using dorvane::internal::NoCase;
 
 namespace {
 
@@ -38,11 +44,10 @@ const char* findInText(const char* hay, std::string_view needle, Finder* find) n
 // The rules of wildcardMatch(): the pattern is cut at its stars. The first piece is tied to the
 // start of the text, the last one to its end, and those between are found one after the other,
 // each at its first place: a later place could only leave less text for the rest.
+template <class Rule>
 class Wildcard {
  public:
-  explicit Wildcard(bool caseSensitive) noexcept : m_caseSensitive(caseSensitive) {}
-
-  bool matches(std::string_view text, std::string_view pattern) const noexcept {
+  static bool matches(std::string_view text, std::string_view pattern) noexcept {
     const std::size_t firstStar = pattern.find('*');
     if (firstStar == std::string_view::npos)
       return text.size() == pattern.size() && fits(text, pattern);
@@ -57,7 +62,7 @@ class Wildcard {
 
  private:
   // True when the pieces, each with a star before it, occur in the text one behind the other.
-  bool holdsInOrder(std::string_view text, std::string_view pieces) const noexcept {
+  static bool holdsInOrder(std::string_view text, std::string_view pieces) noexcept {
     while (!pieces.empty()) {
       pieces.remove_prefix(1);
       const std::string_view piece = pieces.substr(0, pieces.find('*'));
@@ -69,26 +74,17 @@ class Wildcard {
     return true;
   }
 
-  std::size_t find(std::string_view text, std::string_view piece) const noexcept {
-    if (piece.find('?') != std::string_view::npos) return findWithMarks(text, piece);
-    const char* hit = m_caseSensitive ? findBytes(text, piece) : findBytesNoCase(text, piece);
+  static std::size_t find(std::string_view text, std::string_view piece) noexcept {
+    if (piece.find('?') != std::string_view::npos) return MarkedPiece<Rule>(piece).find(text);
+    constexpr bool kExact = std::is_same_v<Rule, Exact>;
+    const char* const hit = kExact ? findBytes(text, piece) : findBytesNoCase(text, piece);
     return hit == nullptr ? std::string_view::npos : static_cast<std::size_t>(hit - text.data());
   }
 
-  std::size_t findWithMarks(std::string_view text, std::string_view piece) const noexcept {
-    for (std::size_t at = 0; at + piece.size() <= text.size(); ++at)
-      if (fits(text.substr(at), piece)) return at;
-    return std::string_view::npos;
-  }
-
   // True when a text that is no shorter than the piece begins with it.
-  bool fits(std::string_view text, std::string_view piece) const noexcept {
-    return std::equal(piece.begin(), piece.end(), text.begin(), [this](char p, char t) {
-      return p == '?' || p == t || (!m_caseSensitive && lower(p) == lower(t));
-    });
+  static bool fits(std::string_view text, std::string_view piece) noexcept {
+    return MarkedPiece<Rule>(piece).fits(text);
   }
-
-  bool m_caseSensitive;
 };
 
 }  // namespace
@@ -136,7 +132,8 @@ const char* stristr(const char* hay, const char* needle) noexcept {
 }
 
 bool wildcardMatch(const char* text, const char* pattern, bool caseSensitive) noexcept {
-  return Wildcard(caseSensitive).matches(orEmpty(text), orEmpty(pattern));
+  const auto matches = caseSensitive ? Wildcard<Exact>::matches : Wildcard<NoCase>::matches;
+  return matches(orEmpty(text), orEmpty(pattern));
 }
 
 void dvReverseString(char* text, int n) noexcept {

@@ -35,8 +35,11 @@ const char* dvStrStr(const char* hay, const char* needle) noexcept;
 const char* stristr(const char* hay, const char* needle) noexcept;
 
 /// True when the whole text matches the pattern: "*" stands for any run of bytes, the empty one
-/// too, "?" for any one byte, every other byte for itself. Never exponential: linear when there
-/// is no "?" between two stars, else at most the product of the lengths.
+/// too, "?" for any one byte, every other byte for itself. Linear, but for a piece between two
+/// stars that has a "?" in it: one of less than 512 bytes costs at most its size for each byte of
+/// the text, a longer one some hundred steps. From 256 KiB on these steps are taken once for every
+/// 256 KiB of the piece. When the 12 MiB that this may need cannot be had, the result is the same
+/// and the cost the product of the lengths.
 bool wildcardMatch(const char* text, const char* pattern, bool caseSensitive) noexcept;
 
 /// Reverses the first `n` bytes in place; nothing when `n` is 0 or less.
