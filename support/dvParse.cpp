@@ -135,6 +135,7 @@ double dv_atof(const char* text) noexcept {
   double value = 0;
   const char* const first = bytes.data();
   const auto [end, error] = std::from_chars(first, first + bytes.size(), value);
+  if (end == first) return 0;
   if (error == std::errc::result_out_of_range) {
     const auto size = static_cast<std::size_t>(end - first);
     value = isBelowOne(bytes.substr(0, size)) ? 0 : std::numeric_limits<double>::infinity();

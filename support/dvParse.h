@@ -28,8 +28,8 @@ unsigned int dv_valHexN(const char* text, unsigned int n) noexcept;
 
 /// The floating-point number at the start of the text: blanks and a sign as above, then digits
 /// with an optional point, at least one digit in all, and an optional exponent. Correctly
-/// rounded. A value too large is infinite, one too small is zero, with the sign of the text. 0
-/// when there is none: words ("inf", "nan") and hexadecimal forms are no numbers.
+/// rounded. A value too large is infinite, one too small is zero, with the sign of the text. 0,
+/// without a sign, when there is none: words ("inf", "nan") and hexadecimal forms are no numbers.
 double dv_atof(const char* text) noexcept;
 
 #endif

@@ -12,6 +12,7 @@
 #include "text/internal/Texts.h"
 
 using dorvane::internal::appendTo;
+using dorvane::internal::AppendTrimmed;
 using dorvane::internal::FewBytesOf;
 using dorvane::internal::kNamedCharacters;
 using dorvane::internal::StableText;
@@ -46,8 +47,9 @@ void escape(std::string_view bytes, const PutRun& putRun, const PutReference& pu
   }
 }
 
-void appendEscapedInBlocks(StringBuffer& out, std::string_view bytes) {
-  Staging<kBlock> staging(out);
+template <class Append>
+void escapeInBlocks(std::string_view bytes, const Append& append) {
+  Staging<kBlock, Append> staging(append);
   escape(
       bytes, [&](std::string_view run) { staging.putRun(run); },
       [&](std::string_view reference) { staging.put(reference); });
@@ -102,12 +104,14 @@ void StringBuffer::appendXml(const char* text) {
 
 void StringBuffer::appendXmlNoCdata(const char* text) {
   const StableText stable(text, ownsAddress(text));
-  appendEscapedInBlocks(*this, viewOf(stable));
+  escapeInBlocks(viewOf(stable), AppendTrimmed(*this));
 }
 
+// As they are: appendN() would drop NULs at the end of a block, and those of the content before.
 void StringBuffer::appendXmlNoCdataN(const char* bytes, unsigned int count) {
   const StableText stable(bytes, count, ownsAddress(bytes));
-  appendEscapedInBlocks(*this, viewOf(stable));
+  escapeInBlocks(viewOf(stable),
+                 [this](std::string_view block) { return block.empty() || appendBytes(block); });
 }
 
 int StringBuffer::appendXmlOpenTag(const char* tag, const ExtPtrArray* attributes) {

@@ -41,12 +41,12 @@ inline void appendNoCdata(ModelBuffer& buffer, std::string_view bytes) {
   for (const char c : bytes) {
     const std::string piece = escapedByte(c);
     if (block.size() + piece.size() > 250) {
-      buffer.appendN(block);
+      buffer.append(block);
       block.clear();
     }
     block += piece;
   }
-  buffer.appendN(block);
+  buffer.append(block);
 }
 
 inline bool needsCdata(const char* text) {

@@ -293,4 +293,18 @@ TEST(DvParse, ReadsLongTextsQuickly) {
   EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), 10);
 }
 
+// --- Former bugs ---------------------------------------------------------------------------------
+
+// A minus without a number gave a zero with a sign.
+TEST(DvAtof, AMinusAloneIsNoNumber) {
+  for (const char* text : {"-", "-.", "- 5", "-e5", "-.e5", "-x", " \t-", "--1", "-+1", "-inf"}) {
+    EXPECT_EQ(dv_atof(text), 0) << text;
+    EXPECT_FALSE(std::signbit(dv_atof(text))) << text;
+  }
+  for (const char* text : {"-0", "-0.", "-.0", "-0e5", "-1e-400", "-0x"}) {
+    EXPECT_EQ(dv_atof(text), 0) << text;
+    EXPECT_TRUE(std::signbit(dv_atof(text))) << text;
+  }
+}
+
 }  // namespace

@@ -474,4 +474,15 @@ TEST(Numbers, AfterReleaseBufferOnlyTheInlineArrayIsRead) {
   buffer.clear();
 }
 
+// --- Former bugs -------------------------------------------------------------------------------
+
+// A minus without a number gave a zero with a sign.
+TEST(Numbers, AMinusAloneIsNoDouble) {
+  for (const char* text : {"-", "-.", "- 5", "-e5"}) {
+    EXPECT_EQ(doubleOf(text), 0.0) << text;
+    EXPECT_FALSE(std::signbit(doubleOf(text))) << text;
+  }
+  EXPECT_TRUE(std::signbit(doubleOf("-0")));
+}
+
 }  // namespace

@@ -199,16 +199,14 @@ TEST(XmlEmitTest, ExactlyTheCountedBytesAreAppended) {
   EXPECT_TRUE(holds(buffer, "&lt;", 0, 202));
 }
 
-TEST(XmlEmitTest, NulsAmongTheBytesAreKeptButForThoseAtTheEnd) {
+TEST(XmlEmitTest, NulsAreBytesLikeOthers) {
   const struct {
     std::string before;
     std::string bytes;
     std::string after;
   } cases[] = {
-      {"", "a\0b"s, "a\0b"s},    {"", "a\0"s, "a"},
-      {"", "\0\0"s, ""},         {"x", "\0<"s, "x\0&lt;"s},
-      {"x\0"s, "y\0"s, "x\0y"s}, {"x\0"s, "\0"s, "x"},
-      {"x\0"s, "", "x\0"s},      {"x\0\0"s, "&", "x\0\0&amp;"s},
+      {"", "a\0b"s, "a\0b"s}, {"x", "\0<"s, "x\0&lt;"s},      {"x\0"s, "y\0"s, "x\0y\0"s},
+      {"x\0"s, "", "x\0"s},   {"x\0\0"s, "&", "x\0\0&amp;"s},
   };
   for (const auto& c : cases) {
     StringBuffer buffer;
@@ -236,7 +234,7 @@ TEST(XmlEmitTest, BlocksOf250BytesAreFlushedBeforeTheyOverflow) {
 }
 
 // A block that ends in NULs loses them, so what is in front of the flush matters.
-TEST(XmlEmitTest, NulsAtTheEndOfABlockAreDropped) {
+TEST(XmlEmitTest, NulsMeetTheEndOfABlock) {
   for (std::size_t before = 240; before < 256; ++before)
     for (std::size_t nuls = 1; nuls < 12; ++nuls)
       ASSERT_TRUE(appendsEscaped(std::string(before, 'x') + std::string(nuls, '\0') + "y"));
@@ -596,6 +594,31 @@ TEST(XmlEmitTest, LargeTextsTakeLinearTime) {
   EXPECT_LT(seconds, 8.0);
   EXPECT_EQ(buffer.getSize(), 4 * 6 * kSize + kSize + 1 + 12 + 7);
   EXPECT_TRUE(invariantsHold(buffer));
+}
+
+// --- Former bugs ---------------------------------------------------------------------------------
+
+// NULs at the end of a block were dropped, and with them those that the content had before.
+TEST(XmlEmitTest, NulsAtTheEndOfABlockStay) {
+  const struct {
+    std::string before;
+    std::string bytes;
+    std::string after;
+  } cases[] = {
+      {"x\0"s, "\0"s, "x\0\0"s},
+      {"", "a\0"s, "a\0"s},
+      {"", "\0\0"s, "\0\0"s},
+      {"", std::string(249, 'a') + "\0b"s, std::string(249, 'a') + "\0b"s},
+      {"", std::string(249, 'a') + "\0&"s, std::string(249, 'a') + "\0&amp;"s},
+      {"", std::string(600, '\0'), std::string(600, '\0')},
+  };
+  for (const auto& c : cases) {
+    StringBuffer buffer;
+    appendRaw(buffer, c.before);
+    buffer.appendXmlNoCdataN(c.bytes.data(), sizeOf(c.bytes));
+    EXPECT_TRUE(holds(buffer, c.after)) << testing::PrintToString(c.bytes);
+    EXPECT_TRUE(appendsEscaped(c.bytes));
+  }
 }
 
 }  // namespace

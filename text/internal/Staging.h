@@ -24,13 +24,24 @@ inline bool appendInBlocks(StringBuffer& out, std::string_view bytes, std::size_
   return complete;
 }
 
-/// Gathers small pieces and appends them to a buffer in blocks of at most `kSize` bytes, as
-/// appendN() does: the steps in which the buffer grows can be seen from outside, so they are part
-/// of what a member promises. A block for which the buffer cannot grow is dropped.
-template <std::size_t kSize>
+/// Appends a block to a buffer as appendN() does.
+class AppendTrimmed {
+ public:
+  // NOLINTNEXTLINE(google-explicit-constructor): stands where the buffer is named
+  AppendTrimmed(StringBuffer& out) : m_out(out) {}
+  bool operator()(std::string_view block) const { return appendTo(m_out, block); }
+
+ private:
+  StringBuffer& m_out;
+};
+
+/// Gathers small pieces and appends them to a buffer in blocks of at most `kSize` bytes: the steps
+/// in which the buffer grows can be seen from outside, so they are part of what a member promises.
+/// `Append` is handed the blocks; one for which it is false, as the buffer cannot grow, is dropped.
+template <std::size_t kSize, class Append = AppendTrimmed>
 class Staging {
  public:
-  explicit Staging(StringBuffer& out) : m_out(out) {}
+  explicit Staging(const Append& append) : m_append(append) {}
   Staging(const Staging&) = delete;
   Staging& operator=(const Staging&) = delete;
   ~Staging() { dvSecureZero(m_block, std::max(m_mostUsed, m_used)); }
@@ -58,14 +69,14 @@ class Staging {
 
   /// Appends what is staged; false when the buffer cannot grow.
   bool flush() {
-    const bool appended = m_out.appendN(m_block, static_cast<unsigned int>(m_used));
+    const bool appended = m_append(std::string_view(m_block, m_used));
     m_mostUsed = std::max(m_mostUsed, m_used);
     m_used = 0;
     return appended;
   }
 
  private:
-  StringBuffer& m_out;
+  Append m_append;
   std::size_t m_used = 0;
   std::size_t m_mostUsed = 0;
   char m_block[kSize];
