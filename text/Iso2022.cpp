@@ -68,6 +68,13 @@ const StringBuffer* runAt(const ExtPtrArray& runs, int index) {
   return static_cast<const StringBuffer*>(runs.elementAt(index));
 }
 
+// The placeholder of the run at an index; it needs no memory from the heap.
+StringBuffer placeholderAt(int index) {
+  StringBuffer placeholder(PlaceholderIndex::kMarker);
+  placeholder.append(index + 1);
+  return placeholder;
+}
+
 }  // namespace
 
 void StringBuffer::iso2022Replace(ExtPtrArray& runs) {
@@ -95,7 +102,10 @@ void StringBuffer::iso2022Replace(ExtPtrArray& runs) {
 
 bool StringBuffer::restoreInPlace(const ExtPtrArray& runs, int& next) {
   const StringBuffer* run = runAt(runs, next);
-  if (run != nullptr && !PlaceholderIndex::isSealed(run->text())) return true;
+  // A run that has a place and would be refused needs no index.
+  if (run != nullptr && !PlaceholderIndex::isSealed(run->text()) &&
+      findBytes(text(), placeholderAt(next).content()) != nullptr)
+    return true;
   const SavedTail before(text(), m_secure);
   if (!before.ok()) return false;
   const int count = runs.getSize();
@@ -126,14 +136,14 @@ bool StringBuffer::restoreInPlace(const ExtPtrArray& runs, int& next) {
 }
 
 void StringBuffer::iso2022Restore(ExtPtrArray& runs) {
+  if (findBytes(text(), PlaceholderIndex::kMarker) == nullptr) return;
   bool hasMemory = true;
   for (int i = 0; i < runs.getSize(); ++i) {
     if (hasMemory) hasMemory = restoreInPlace(runs, i);
     // What cannot be done in place: the buffer grows, or the run makes new placeholders.
-    const StringBuffer* const run = runAt(runs, i);
-    StringBuffer placeholder(PlaceholderIndex::kMarker);
-    if (run != nullptr && placeholder.append(i + 1))
-      run->withTerminatedText(
-          [&](const char* bytes) { return replaceFirstOccurance(placeholder.getString(), bytes); });
+    if (const StringBuffer* const run = runAt(runs, i))
+      run->withTerminatedText([&](const char* bytes) {
+        return replaceFirstOccurance(placeholderAt(i).getString(), bytes);
+      });
   }
 }
