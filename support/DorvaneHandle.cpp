@@ -71,7 +71,8 @@ unsigned int DorvaneHandle::fileSize32(LogBase* log) const {
   char probe = 0;
   const ssize_t readable = readSomeAt(m_descriptor, &probe, 1, 0);
   if (readable < 0) return unknownSize(log, errno);
-  return readable == 0 ? 0 : unknownSize(log, "it claims to be empty and is not");
+  if (readable == 0) return 0;
+  return unknownSize(log, "it claims to be empty and is not, as files under /proc do");
 }
 
 // NOLINTNEXTLINE(readability-make-member-function-const): moves the position in the file

@@ -71,7 +71,8 @@ int writeAndClose(int descriptor, const char* data, unsigned int n) noexcept {
 
 bool write(const char* path, int flags, const char* data, unsigned int n, LogBase* log) {
   if (data == nullptr && n != 0) return refuse(log, "There are no bytes to write", path);
-  const int descriptor = openFile(path, O_WRONLY | O_CREAT | flags);
+  // Without O_NONBLOCK a FIFO that nobody reads from would never open. Regular files ignore it.
+  const int descriptor = openFile(path, O_WRONLY | O_CREAT | O_NONBLOCK | flags);
   if (descriptor < 0) {
     logFailure(log, "Failed to open the file for writing", path, errno);
     return false;

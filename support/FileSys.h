@@ -28,7 +28,9 @@ class FileSys {
 
   /// Creates or truncates a file and writes `n` bytes; null bytes are refused unless `n` is 0. True
   /// when the system has taken all of them and the file is closed; after a failure the file may
-  /// hold a part. What is no regular file is written to as well, and may be waited for.
+  /// hold a part, or nothing. What is no regular file is written to as well but never waited for:
+  /// a FIFO that nobody reads from, and a FIFO or device that does not take all bytes at once, are
+  /// failures.
   static bool writeFileUtf8(const char* path, const char* data, unsigned int n, LogBase* log);
 
   /// As writeFileUtf8(), but the bytes go behind those that the file has.

@@ -32,6 +32,19 @@ bool fitsInMemory(long long fileSize) {
          !dv64::TooBigForUnsigned32(fileSize + kRoomOfLoadedFile);
 }
 
+// Passes on why the handle failed, but not its error: what has failed is the loader's to say.
+class Reasons : public LogBase {
+ public:
+  explicit Reasons(LogBase* log) noexcept : m_log(log) {}
+  void LogError(const char*) override {}
+  void LogData(const char* name, const char* value) override {
+    if (m_log != nullptr) m_log->LogData(name, value);
+  }
+
+ private:
+  LogBase* m_log;
+};
+
 void logError(LogBase* log, const char* text) {
   if (log != nullptr) log->LogError(text);
 }
@@ -50,7 +63,8 @@ bool StringBuffer::loadFromFile(XString& path, LogBase* log) {
   DorvaneHandle file;
   int errorCode = 0;
   if (!FileSys::OpenForRead3(file, path, errorCode, log)) return false;
-  const unsigned int size = file.fileSize32(nullptr);
+  Reasons reasons(log);
+  const unsigned int size = file.fileSize32(&reasons);
   if (size == kUnknownSize) {
     logFileError(log, path, "Failed to get file size when loading string from file");
     return false;
@@ -71,7 +85,8 @@ bool StringBuffer::appendFromFile(DorvaneHandle& file, unsigned int size, XStrin
                                   LogBase* log) {
   unsigned int received = 0;
   bool endOfFile = false;
-  if (!file.readBytesToBuf32(m_data + m_length, size, received, endOfFile, nullptr)) {
+  Reasons reasons(log);
+  if (!file.readBytesToBuf32(m_data + m_length, size, received, endOfFile, &reasons)) {
     endAt(m_length);
     logFileError(log, path, "Failed to read data from file");
     return false;
@@ -79,6 +94,8 @@ bool StringBuffer::appendFromFile(DorvaneHandle& file, unsigned int size, XStrin
   if (received < size) {
     endAt(m_length);
     if (log == nullptr) return false;
+    log->LogData("reason",
+                 "it ends before the size that the system states, as files under /sys do");
     log->LogDataLong("filesize", static_cast<long>(size));
     log->LogDataLong("bytes_received", static_cast<long>(received));
     logFileError(log, path, "Failed to read the entire file (3)");
