@@ -24,7 +24,7 @@ constexpr unsigned int kLastWritableField = 1000000;
 // No record of up to 4 GiB has a field of this index.
 constexpr unsigned int kNoField = 0xFFFFFFFF;
 
-// A field, or how many fields the record has when it has fewer.
+// A field and how many stand before it; for one that is missing, how many stand before the last.
 struct Field {
   bool exists;
   unsigned int fieldsBefore;

@@ -28,7 +28,7 @@ std::size_t offsetOf(std::string_view text, std::string_view marker, std::size_t
   return match == nullptr ? kNone : static_cast<std::size_t>(match - text.data());
 }
 
-// What stands between two markers, or the whole text when it has no region.
+// What stands before, between and behind two markers; nothing when the text has no region.
 struct Region {
   bool found = false;
   std::string_view before;

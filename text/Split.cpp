@@ -44,10 +44,11 @@ struct EndAtLine {
   }
 };
 
-// Size of the delimiter at the start of `rest`: a CR LF pair is one line ending.
+// Size of the delimiter that `rest` begins with.
 struct OneByte {
   std::size_t operator()(std::string_view) const { return 1; }
 };
+// A CR LF pair is one line ending.
 struct LineEnding {
   std::size_t operator()(std::string_view rest) const {
     return rest.size() > 1 && rest[0] == '\r' && rest[1] == '\n' ? 2 : 1;
