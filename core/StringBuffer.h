@@ -131,7 +131,7 @@ class StringBuffer : public NonRefCountedObj {
   void weakClear() noexcept;
 
   /// Allocates a block of `size` bytes as the buffer itself does; null when memory is exhausted.
-  /// Released with `delete[]`.
+  /// Released with `delete[]`, also one of 0 bytes, which is not null.
   static unsigned char* allocBuffer(unsigned int size);
 
   /// Low-level: releases the heap block (wiped when secure) and returns to the inline array.
@@ -148,7 +148,7 @@ class StringBuffer : public NonRefCountedObj {
   void chopAt(unsigned int index) noexcept;
 
   /// Cuts the content back to `newLength` bytes, overwriting the removed ones with NUL; returns the
-  /// resulting length.
+  /// resulting length. Content that is no longer than that stays as it is.
   unsigned int rollback(unsigned int newLength) noexcept;
 
   /// Removes `count` bytes at `start` and closes the gap; returns the resulting length. Nothing
@@ -234,8 +234,9 @@ class StringBuffer : public NonRefCountedObj {
   void takeSb(StringBuffer& source);
 
   /// Clears this buffer as clear() does, then adopts the block of `source` as the content, leaving
-  /// `source` empty. A source without a byte, or with a single NUL, is left alone. False when the
-  /// terminating NUL cannot be added to the source; this buffer is empty then.
+  /// `source` empty. A final 0 byte of the source is the terminator and not content; without one a
+  /// NUL is added. A source without a byte, or with a single NUL, is left alone, with true and this
+  /// buffer empty. False when the NUL cannot be added to the source; this buffer is empty then.
   bool takeFromDb(DataBuffer& source);
 
   /// Appends the bytes of a data buffer as appendN() does.
@@ -436,13 +437,14 @@ class StringBuffer : public NonRefCountedObj {
   bool containsSubstringNoCase(const char* needle) const noexcept;
 
   /// Offset of the first occurrence of `needle`; -1 when it does not occur, is null, or lies beyond
-  /// 2^31 - 1. Linear.
+  /// 2^31 - 1. An empty one occurs at 0, in an empty buffer too. Linear.
   int indexOf(const char* needle) const noexcept;
 
   /// As indexOf(), ignoring case.
   int indexOfNoCase(const char* needle) const noexcept;
 
-  /// Address of the first occurrence of `needle` inside the buffer, or null. Linear.
+  /// Address of the first occurrence of `needle` inside the buffer; null when it does not occur or
+  /// is null. An empty one occurs at the start. Linear.
   char* findSubstr(const char* needle) const noexcept;
 
   /// True when the text contains `c`; false for NUL.
@@ -458,7 +460,10 @@ class StringBuffer : public NonRefCountedObj {
   char lastChar() const noexcept;
 
   /// True when the whole text matches a pattern in which "*" stands for any run of bytes and "?"
-  /// for one byte; false for a null pattern. No pattern takes exponential time.
+  /// for one byte; false for a null pattern. Linear, but for a part between two stars that has a
+  /// "?": one of less than 512 bytes costs at most its size for each byte of the text, a longer one
+  /// some hundred steps, once for every 256 KiB of it. Such a long one may take up to 12 MiB for
+  /// the search; when they cannot be had, each byte of the text costs up to its size.
   bool matches(const char* pattern, bool caseSensitive) const noexcept;
 
   /// Number of bytes of the content that equal `ch`. Deliberate: 0 for a byte of 0x80 and above.
@@ -543,7 +548,7 @@ class StringBuffer : public NonRefCountedObj {
   /// Removes spaces, TABs, LFs and CRs from both ends.
   unsigned int trim2() noexcept;
 
-  /// Removes the bytes `"` `'` `*` `-` `/` `@` from both ends. Deliberate: no white space.
+  /// Removes the bytes `"` ``'`` `*` `-` `/` `@` from both ends. Deliberate: no white space.
   unsigned int trim3() noexcept;
 
   /// Removes spaces, TABs, LFs and CRs from the end.
@@ -801,9 +806,9 @@ class StringBuffer : public NonRefCountedObj {
   /// - The result is always false.
   bool variableSubstitute(_dvHashMap& variables, int valueEncoding);
 
-  /// Replaces each `%NAME%` by the value of the environment variable; an unknown one is removed. A
-  /// percent sign without a partner stays. Nothing changes without a pair, or when the result
-  /// cannot be stored.
+  /// Replaces each name between two percent signs, and the signs, by the value of that environment
+  /// variable; an unknown one is removed. A percent sign without a partner stays. Nothing changes
+  /// without a pair, or when the result cannot be stored.
   void envReplace();
   /// @}
   /// @name Splitting into lists (text/Split.cpp)
@@ -864,7 +869,7 @@ class StringBuffer : public NonRefCountedObj {
   /// had.
   void tokenize(ExtPtrArray& out, const char* punctuation) const;
 
-  /// As tokenize() with the punctuation of C-like source text.
+  /// As tokenize() with the punctuation `! & ( ) * + , ; = [ ] { } ~`: most of that of C.
   void tokenizeCPP(ExtPtrArray& out) const;
 
   /// Number of tokens that are neither punctuation nor empty.
@@ -979,10 +984,10 @@ class StringBuffer : public NonRefCountedObj {
   /// for which memory is exhausted is left out.
   unsigned int encodeXMLSpecial();
 
-  /// Writes every markup byte (`"` `&` `'` `<` `>`) and every Windows-1252 byte above 0x7F that has
-  /// a name as a named entity. Deliberate: existing references are escaped again, UTF-8 text gives
-  /// one entity per byte, and 0xA0 stays as it is. A piece for which memory is exhausted is left
-  /// out.
+  /// Writes every markup byte (`"` `&` ``'`` `<` `>`) and every Windows-1252 byte above 0x7F that
+  /// has a name as a named entity. Deliberate: existing references are escaped again, UTF-8 text
+  /// gives one entity per byte, and 0xA0 stays as it is. A piece for which memory is exhausted is
+  /// left out.
   void encodeAllXmlSpecial();
 
   /// Escapes "&", "<", ">" and the double quote, in this order; returns the number of double
@@ -1030,7 +1035,7 @@ class StringBuffer : public NonRefCountedObj {
   /// @}
   /// @name XML emission (text/XmlEmit.cpp)
   ///
-  /// All append. `"`, `'`, `<`, `>` and `&` are escaped, existing references again; every other
+  /// All append. `"`, ``'``, `<`, `>` and `&` are escaped, existing references again; every other
   /// byte passes unchanged, also bytes that XML forbids. Texts and names may lie in this buffer. A
   /// piece for which the buffer cannot grow is left out. The status results are 1 when the last
   /// piece was appended, otherwise 0. XML 1.0: https://www.w3.org/TR/xml/
@@ -1046,7 +1051,7 @@ class StringBuffer : public NonRefCountedObj {
   /// Appends a text, always escaped, in pieces of up to 250 bytes.
   void appendXmlNoCdata(const char* text);
 
-  /// Appends `count` bytes, always escaped. Null appends nothing.
+  /// Appends `count` bytes, always escaped, NULs included. Null appends nothing.
   void appendXmlNoCdataN(const char* bytes, unsigned int count);
 
   /// Appends an opening tag; each pair of texts in `attributes` (null: none) becomes an attribute,
@@ -1157,7 +1162,8 @@ class StringBuffer : public NonRefCountedObj {
   /// From any page to the ANSI page.
   void convertToAnsi(int fromCodePage);
 
-  /// From the ANSI page to any page.
+  /// From the ANSI page to any page. As in the other members here, an unknown page leaves the bytes
+  /// as they are, but for zeros at the end.
   void convertFromAnsi(int toCodePage);
 
   /// From any page to the OEM page.
@@ -1203,7 +1209,8 @@ class StringBuffer : public NonRefCountedObj {
   /// Puts the runs back, each in the place of the first placeholder of its number; elements that
   /// are null or have no placeholder are left alone. The elements must be buffers. When the buffer
   /// cannot grow for a run, the run or the text behind its placeholder is missing afterwards.
-  /// Linear in the text and the runs, but for runs that join with what stands beside them.
+  /// Linear in the text and the runs, but for runs that join with what stands beside them; while
+  /// the buffer grows beyond a megabyte, every step of its growth takes a pass of its own.
   void iso2022Restore(ExtPtrArray& runs);
 
   /// @}
@@ -1217,7 +1224,8 @@ class StringBuffer : public NonRefCountedObj {
   /// Appends a whole file. Then looks at the first bytes of the content: UTF-16 with a byte-order
   /// mark becomes UTF-8, and the mark of UTF-8 is removed. On failure the content stays, with
   /// false; an empty file is a success. Files of 4294967295 bytes and more, and what is no regular
-  /// file with a known size, are refused. Deliberate:
+  /// file with a known size, are refused. So are files under /proc, which state no size, and many
+  /// under /sys, which state a wrong one; the log has the reason. Deliberate:
   /// - A UTF-16 mark is converted with the text, so that the text begins with EF BB BF.
   /// - Earlier content is looked at too. A content of exactly the three bytes of the mark stays.
   /// - True says that the bytes were read, not how their decoding went: U+FFFD stands for malformed
@@ -1225,7 +1233,7 @@ class StringBuffer : public NonRefCountedObj {
   ///   all of the bytes as they were read.
   bool loadFromFile(XString& path, LogBase* log);
 
-  /// As loadFromFile(), the path in the ANSI page.
+  /// As loadFromFile(), the path in the ANSI page: earlier content stays, and is looked at too.
   bool loadFromFileAnsi(const char* path, LogBase* log);
 
   /// A new buffer, the caller's, that holds a file as loadFromFile() loads it; null on failure. A
@@ -1239,15 +1247,20 @@ class StringBuffer : public NonRefCountedObj {
   static StringBuffer* createFromFileUtf8(const char* path, LogBase* log);
 
   /// Writes exactly the content to a file, which is created or truncated. False when not all of it
-  /// could be written.
+  /// could be written; then the file holds a part, or nothing, and what it held before is lost. The
+  /// safe way is to save it under another name beside the old file, and to rename it after success.
+  /// What is no regular file is not waited for: false for a FIFO that nobody reads from, and for
+  /// what does not take all bytes at once.
   bool saveToFileUtf8(const char* path, LogBase* log) const;
 
-  /// Appends the content to a file, which is created when it does not exist.
+  /// Appends the content to a file, which is created when it does not exist. After a failure a part
+  /// may have been appended. What is no regular file is not waited for, as in saveToFileUtf8().
   bool appendToFileUtf8(const char* path, LogBase* log) const;
 
   /// True when a file has as many bytes as the content and, loaded as by loadFromFile(), the same
-  /// text. Deliberate: the sizes are compared before a byte-order mark is handled, and what stands
-  /// behind a NUL is not compared.
+  /// text. False also for what cannot be loaded, and as a rule for a file with a byte-order mark
+  /// and the buffer that was loaded from it. Deliberate: the sizes are compared before a byte-order
+  /// mark is handled, and what stands behind a NUL is not compared.
   bool equalsFileContents(const char* path) const;
 
   /// @}

@@ -150,7 +150,7 @@ TEST(StorageBasics, SetSecureBufWipesNothingAtThatMoment) {
 
 TEST(StorageBasics, AllocBufferGivesABlockForTheArrayDelete) {
   const long live = harness::liveBlocks();
-  for (const unsigned int size : {1U, 2U, 82U, 100000U}) {
+  for (const unsigned int size : {0U, 1U, 2U, 82U, 100000U}) {
     const std::unique_ptr<unsigned char[]> block(StringBuffer::allocBuffer(size));
     ASSERT_NE(block, nullptr);
     std::memset(block.get(), 0x5A, size);

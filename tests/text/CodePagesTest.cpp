@@ -264,6 +264,15 @@ TEST(ReencodeByName, ConvertsBetweenThePagesOfTheProgram) {
   EXPECT_TRUE(holds(buffer, "\xE9"));
 }
 
+TEST(ReencodeByName, AnUnknownPagePassesTheBytesThrough) {
+  for (const int page : {kUnknownPage, 0, -1}) {
+    StringBuffer buffer;
+    appendRaw(buffer, "a\xE9\0b\0\0"s);
+    buffer.convertFromAnsi(page);
+    EXPECT_TRUE(holds(buffer, "a\xE9\0b"s)) << page;
+  }
+}
+
 TEST(ReencodeByName, TheUsualPagesAre1252And437) {
   const ProgramPages pages(0, 0);
   StringBuffer buffer("\x80\xE9");
