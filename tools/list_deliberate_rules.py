@@ -144,12 +144,18 @@ def subject(comment, uses):
     return f"`{comment.key()}`" if uses[comment.name] > 1 else f"`{comment.name}()`"
 
 
+def as_code(match):
+    """A code span; doxygen ends one at a single quote unless two backquotes enclose it."""
+    mark = "``" if "'" in match[0] else "`"
+    return mark + match[0] + mark
+
+
 def in_markdown(text):
     """Names of functions, and quoted texts that markdown would change, become code."""
     parts = re.split(r"(`[^`]*`)", text)
     for i in range(0, len(parts), 2):
         parts[i] = re.sub(r'"([^"]*[&<>*_\\\[][^"]*)"', r'`"\1"`', parts[i])
-        parts[i] = re.sub(r"(?<![\w`:])(\w+\([^()\s]*\))", r"`\1`", parts[i])
+        parts[i] = re.sub(r"(?<![\w`:])(\w+\([^()\s]*\))", as_code, parts[i])
     return "".join(parts)
 
 
