@@ -173,15 +173,6 @@ void StringBuffer::dropReserve() noexcept {
   m_heldSize = 0;
 }
 
-void StringBuffer::appendSingly(std::string_view bytes) {
-  while (!bytes.empty()) {
-    const bool hasRoom = makeRoom(1);
-    const std::string_view run = bytes.substr(0, hasRoom ? storageSize() - m_length - 1 : 1);
-    if (hasRoom) appendBytes(run);
-    bytes.remove_prefix(run.size());
-  }
-}
-
 bool StringBuffer::expectNumBytes(unsigned int n) { return m_magic == kMagic && makeRoom(n); }
 
 bool StringBuffer::replaceKeepingBlock(std::string_view bytes) {

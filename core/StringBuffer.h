@@ -1374,10 +1374,6 @@ class StringBuffer : public NonRefCountedObj {
   bool appendBytes(const char* bytes, std::size_t n);
   bool appendBytes(std::string_view bytes) { return appendBytes(bytes.data(), bytes.size()); }
   bool growAndAppend(const char* bytes, std::size_t n);
-  // Appends bytes that do not lie in this buffer; the growth is that of one appendChar() after the
-  // other, and a byte for which there is no room is left out.
-  void appendSingly(std::string_view bytes);
-
   // Ends the content at n: writes the NUL and sets the length. There is room for it.
   void endAt(unsigned int n) noexcept {
     m_data[n] = '\0';
@@ -1467,12 +1463,6 @@ class StringBuffer : public NonRefCountedObj {
   bool makeRoomInAll(std::uint64_t total);
   // Percent-encodes all bytes that are not in the set.
   bool percentEncode(const dorvane::internal::ByteSet& kept);
-  // Replaces the content by its form in another code page.
-  bool reencode(int from, int to, LogBase& log);
-  void reencode(int from, int to);
-  // Reads a whole file behind the content; and removes or converts by a byte-order mark.
-  bool appendFromFile(DorvaneHandle& file, unsigned int size, XString& path, LogBase* log);
-  void decodeByteOrderMark();
   // Decodes the references of some rows of their table in place; returns how many.
   template <class Range, class Encode>
   unsigned int decodeRows(const Range& rows, const Encode& encode) noexcept;
@@ -1481,15 +1471,8 @@ class StringBuffer : public NonRefCountedObj {
   void decodeNumbers(const NumberAt& numberAt, const Encode& encode);
   // Appends a text that does not lie in this buffer, its addresses made links.
   bool appendLinked(std::string_view text);
-  // Appends a text that does not lie in this buffer, escaped or in a CDATA section.
-  void appendXmlContent(std::string_view text);
   // Removes bytes from the end and appends a text.
   void changeEnding(unsigned int removed, const char* added);
-  // Puts the runs from `next` on in place of their placeholders, all at once; `next` becomes the
-  // first that the storage is too small for, or that makes new placeholders, or their number. False
-  // when memory is exhausted.
-  bool restoreInPlace(const ExtPtrArray& runs, int& next);
-
   unsigned char m_magic = kMagic;
   bool m_secure = false;
   char* m_data = m_inline;

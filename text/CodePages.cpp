@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "core/StringBuffer.h"
+#include "core/internal/BufferAccess.h"
 #include "support/ContentCoding.h"
 #include "support/DataBuffer.h"
 #include "support/LogNull.h"
@@ -16,14 +17,16 @@
 #include "support/internal/CodePageNumbers.h"
 #include "support/internal/Conversion.h"
 #include "support/internal/Search.h"
+#include "text/internal/Reencode.h"
 
-using dorvane::internal::Converted;
+using dorvane::internal::BufferAccess;
 using dorvane::internal::convertText;
 using dorvane::internal::findBytes;
 using dorvane::internal::isAscii;
 using dorvane::internal::kUsAsciiPage;
 using dorvane::internal::kUtf16LePage;
 using dorvane::internal::kUtf8Page;
+using dorvane::internal::reencode;
 
 namespace {
 
@@ -64,84 +67,84 @@ bool holdsOneOf(std::string_view text, std::string_view a, std::string_view b) {
   return findBytes(text, a) != nullptr || findBytes(text, b) != nullptr;
 }
 
+// The same without a log and a result.
+void reencode(StringBuffer& buffer, int from, int to) {
+  LogNull log;
+  reencode(buffer, from, to, log);
+}
+
 }  // namespace
 
 // ---- From page to page ----
 
 bool StringBuffer::convertEncoding(int fromCodePage, int toCodePage, LogBase& log) {
-  if (fromCodePage == toCodePage || fromCodePage == 0 || toCodePage == 0 || m_length == 0)
+  if (fromCodePage == toCodePage || fromCodePage == 0 || toCodePage == 0 || getSize() == 0)
     return true;
-  return isSameInBoth(content(), fromCodePage, toCodePage) ||
-         reencode(fromCodePage, toCodePage, log);
+  return isSameInBoth(BufferAccess(*this).content(), fromCodePage, toCodePage) ||
+         reencode(*this, fromCodePage, toCodePage, log);
 }
 
-bool StringBuffer::reencode(int from, int to, LogBase& log) {
-  DataBuffer out;
-  out.setSecure(m_secure);
-  const Converted converted = convertText(from, to, content(), out, log);
-  return replaceKeepingBlock({reinterpret_cast<const char*>(out.getData2()), out.getSize()}) &&
-         converted == Converted::kExactly;
-}
-
-void StringBuffer::reencode(int from, int to) {
-  LogNull log;
-  reencode(from, to, log);
-}
-
-void StringBuffer::cvUtf8ToAnsi() { reencode(kUtf8Page, Psdk::getAnsiCodePage()); }
+void StringBuffer::cvUtf8ToAnsi() { reencode(*this, kUtf8Page, Psdk::getAnsiCodePage()); }
 
 void StringBuffer::convertToAnsi(int fromCodePage) {
-  reencode(fromCodePage, Psdk::getAnsiCodePage());
+  reencode(*this, fromCodePage, Psdk::getAnsiCodePage());
 }
 
 void StringBuffer::convertFromAnsi(int toCodePage) {
-  reencode(Psdk::getAnsiCodePage(), toCodePage);
+  reencode(*this, Psdk::getAnsiCodePage(), toCodePage);
 }
 
 void StringBuffer::convertToOem(int fromCodePage) {
-  reencode(fromCodePage, Psdk::getOemCodePage());
+  reencode(*this, fromCodePage, Psdk::getOemCodePage());
 }
 
-void StringBuffer::convertFromOem(int toCodePage) { reencode(Psdk::getOemCodePage(), toCodePage); }
+void StringBuffer::convertFromOem(int toCodePage) {
+  reencode(*this, Psdk::getOemCodePage(), toCodePage);
+}
 
 void StringBuffer::cvAnsiToUtf8(LogBase& /*log*/) {
+  const BufferAccess self(*this);
   DataBuffer out;
-  out.setSecure(m_secure);
-  const std::uint64_t wanted = std::uint64_t{contentSize()} + kRoomToGrow;
+  out.setSecure(self.isSecure());
+  const std::uint64_t wanted = std::uint64_t{self.size()} + kRoomToGrow;
   // Only a saving: the converter makes room for what it appends.
   if (wanted <= UINT_MAX) out.ensureBuffer(static_cast<unsigned int>(wanted));
   LogNull log;
-  convertText(Psdk::getAnsiCodePage(), kUtf8Page, content(), out, log);
+  convertText(Psdk::getAnsiCodePage(), kUtf8Page, self.content(), out, log);
   if (out.appendChar(0)) takeFromDb(out);
 }
 
 void StringBuffer::cvAnsiToUnicode(DataBuffer& out) const {
-  toUtf16(content(), Psdk::getAnsiCodePage(), out);
+  toUtf16(BufferAccess(*this).content(), Psdk::getAnsiCodePage(), out);
 }
 
-void StringBuffer::cvUtf8ToUnicode(DataBuffer& out) const { toUtf16(content(), kUtf8Page, out); }
+void StringBuffer::cvUtf8ToUnicode(DataBuffer& out) const {
+  toUtf16(BufferAccess(*this).content(), kUtf8Page, out);
+}
 
 // ---- Inside UTF-8 text ----
 
 void StringBuffer::replaceCharUtf8(char from, char to) {
-  if (from == '\0' || m_length == 0) return;
+  if (from == '\0' || getSize() == 0) return;
+  const BufferAccess self(*this);
   const char character[] = {from, '\0'};
   XString form;
-  if (!form.setFromAnsi(character) || findBytes(text(), form.getUtf8()) == nullptr) return;
-  if (isAscii(content())) {
+  if (!form.setFromAnsi(character) || findBytes(self.text(), form.getUtf8()) == nullptr) return;
+  if (isAscii(self.content())) {
     replaceByte(from, to);
     return;
   }
   XString characters;
-  characters.setSecure(m_secure);
-  if (characters.appendUtf8N(m_data, contentSize()) && characters.replaceChar(from, to))
-    replaceKeepingBlock(characters.getUtf8());
+  characters.setSecure(self.isSecure());
+  if (characters.appendUtf8N(self.data(), self.size()) && characters.replaceChar(from, to))
+    self.replaceKeepingBlock(characters.getUtf8());
 }
 
 bool StringBuffer::qbDecode(LogBase& log) {
   ContentCoding coding;
-  if (text().find('?') == std::string_view::npos) return true;
-  if (holdsOneOf(text(), "?B?", "?b?")) coding.QB_DecodeToUtf8(*this, log);
-  if (holdsOneOf(text(), "?Q?", "?q?")) coding.QB_DecodeToUtf8(*this, log);
+  const BufferAccess self(*this);
+  if (self.text().find('?') == std::string_view::npos) return true;
+  if (holdsOneOf(self.text(), "?B?", "?b?")) coding.QB_DecodeToUtf8(*this, log);
+  if (holdsOneOf(self.text(), "?Q?", "?q?")) coding.QB_DecodeToUtf8(*this, log);
   return true;
 }

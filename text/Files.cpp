@@ -5,6 +5,8 @@
 #include <string_view>
 
 #include "core/StringBuffer.h"
+#include "core/internal/BufferAccess.h"
+#include "core/internal/Scratch.h"
 #include "support/DorvaneHandle.h"
 #include "support/FileSys.h"
 #include "support/LogBase.h"
@@ -12,10 +14,14 @@
 #include "support/XString.h"
 #include "support/dv64.h"
 #include "support/internal/CodePageNumbers.h"
+#include "text/internal/Reencode.h"
 
+using dorvane::internal::BufferAccess;
 using dorvane::internal::kUtf16BePage;
 using dorvane::internal::kUtf16LePage;
 using dorvane::internal::kUtf8Page;
+using dorvane::internal::reencode;
+using dorvane::internal::Scratch;
 
 namespace {
 
@@ -55,6 +61,45 @@ void logFileError(LogBase* log, XString& path, const char* text) {
   log->LogError(text);
 }
 
+// Reads a file of a known size after the content, for which there is room.
+bool appendFromFile(StringBuffer& out, DorvaneHandle& file, unsigned int size, XString& path,
+                    LogBase* log) {
+  const BufferAccess access(out);
+  const unsigned int oldSize = access.size();
+  unsigned int received = 0;
+  bool endOfFile = false;
+  Reasons reasons(log);
+  if (!file.readBytesToBuf32(access.data() + oldSize, size, received, endOfFile, &reasons)) {
+    access.terminateAt(oldSize);
+    logFileError(log, path, "Failed to read data from file");
+    return false;
+  }
+  if (received < size) {
+    access.terminateAt(oldSize);
+    if (log == nullptr) return false;
+    log->LogData("reason",
+                 "it ends before the size that the system states, as files under /sys do");
+    log->LogDataLong("filesize", static_cast<long>(size));
+    log->LogDataLong("bytes_received", static_cast<long>(received));
+    logFileError(log, path, "Failed to read the entire file (3)");
+    return false;
+  }
+  access.terminateAt(oldSize + size);
+  return true;
+}
+
+// Removes the mark of UTF-8; converts by one of UTF-16.
+void decodeByteOrderMark(StringBuffer& buffer) {
+  const std::string_view all = BufferAccess(buffer).content();
+  LogNull log;
+  if (startsWith(all, "\xFE\xFF"))
+    reencode(buffer, kUtf16BePage, kUtf8Page, log);
+  else if (startsWith(all, "\xFF\xFE"))
+    reencode(buffer, kUtf16LePage, kUtf8Page, log);
+  else if (all.size() >= 4 && startsWith(all, "\xEF\xBB\xBF"))
+    BufferAccess(buffer).replaceByPieces({all.substr(3)});
+}
+
 }  // namespace
 
 // ---- Loading ----
@@ -70,50 +115,15 @@ bool StringBuffer::loadFromFile(XString& path, LogBase* log) {
     return false;
   }
   if (size == 0) return true;
-  if (!makeRoom(std::uint64_t{size} + kRoomBehindFile)) {
+  if (!BufferAccess(*this).makeRoom(std::uint64_t{size} + kRoomBehindFile)) {
     if (log == nullptr) return false;
     log->LogError("Out of memory reading file into string m_buffer");
     log->LogDataLong("fileSize", static_cast<long>(size));
     return false;
   }
-  if (!appendFromFile(file, size, path, log)) return false;
-  decodeByteOrderMark();
+  if (!appendFromFile(*this, file, size, path, log)) return false;
+  decodeByteOrderMark(*this);
   return true;
-}
-
-bool StringBuffer::appendFromFile(DorvaneHandle& file, unsigned int size, XString& path,
-                                  LogBase* log) {
-  unsigned int received = 0;
-  bool endOfFile = false;
-  Reasons reasons(log);
-  if (!file.readBytesToBuf32(m_data + m_length, size, received, endOfFile, &reasons)) {
-    endAt(m_length);
-    logFileError(log, path, "Failed to read data from file");
-    return false;
-  }
-  if (received < size) {
-    endAt(m_length);
-    if (log == nullptr) return false;
-    log->LogData("reason",
-                 "it ends before the size that the system states, as files under /sys do");
-    log->LogDataLong("filesize", static_cast<long>(size));
-    log->LogDataLong("bytes_received", static_cast<long>(received));
-    logFileError(log, path, "Failed to read the entire file (3)");
-    return false;
-  }
-  endAt(m_length + size);
-  return true;
-}
-
-void StringBuffer::decodeByteOrderMark() {
-  const std::string_view all = content();
-  LogNull log;
-  if (startsWith(all, "\xFE\xFF"))
-    reencode(kUtf16BePage, kUtf8Page, log);
-  else if (startsWith(all, "\xFF\xFE"))
-    reencode(kUtf16LePage, kUtf8Page, log);
-  else if (all.size() >= 4 && startsWith(all, "\xEF\xBB\xBF"))
-    replaceByPieces({all.substr(3)});
 }
 
 bool StringBuffer::loadFromFileAnsi(const char* path, LogBase* log) {
@@ -148,22 +158,22 @@ StringBuffer* StringBuffer::createFromFileUtf8(const char* path, LogBase* log) {
 // ---- Saving and comparing ----
 
 bool StringBuffer::saveToFileUtf8(const char* path, LogBase* log) const {
-  return FileSys::writeFileUtf8(path, m_data, contentSize(), log);
+  return FileSys::writeFileUtf8(path, getString(), BufferAccess(*this).size(), log);
 }
 
 bool StringBuffer::appendToFileUtf8(const char* path, LogBase* log) const {
   XString name;
   name.appendUtf8(path);
-  return FileSys::appendFileX(name, m_data, contentSize(), log);
+  return FileSys::appendFileX(name, getString(), BufferAccess(*this).size(), log);
 }
 
 bool StringBuffer::equalsFileContents(const char* path) const {
   bool known = false;
   const unsigned int size = FileSys::fileSizeUtf8_32(path, nullptr, known);
-  if (!known || size != m_length) return false;
+  if (!known || size != getSize()) return false;
   XString name;
   name.appendUtf8(path);
-  StringBuffer loaded;
-  loaded.m_secure = m_secure;
-  return loaded.loadFromFile(name, nullptr) && text() == loaded.text();
+  Scratch loaded(*this);
+  return loaded.loadFromFile(name, nullptr) &&
+         BufferAccess(*this).text() == BufferAccess(loaded).text();
 }

@@ -7,6 +7,8 @@
 #include <string_view>
 
 #include "core/StringBuffer.h"
+#include "core/internal/BufferAccess.h"
+#include "core/internal/Scratch.h"
 #include "support/ExtPtrArray.h"
 #include "support/internal/Search.h"
 #include "text/internal/PlaceholderIndex.h"
@@ -14,9 +16,11 @@
 #include "text/internal/Texts.h"
 
 using dorvane::internal::appendTo;
+using dorvane::internal::BufferAccess;
 using dorvane::internal::findBytes;
 using dorvane::internal::PlaceholderIndex;
 using dorvane::internal::SavedTail;
+using dorvane::internal::Scratch;
 using Put = PlaceholderIndex::Put;
 
 namespace {
@@ -75,48 +79,32 @@ StringBuffer placeholderAt(int index) {
   return placeholder;
 }
 
-}  // namespace
-
-void StringBuffer::iso2022Replace(ExtPtrArray& runs) {
-  std::string_view rest = text();
-  StringBuffer out;
-  out.m_secure = m_secure;
-  // With room for every placeholder no text is lost when memory is exhausted later.
-  if (!out.makeRoom(longestResult(rest))) return;
-  for (int number = 1; !rest.empty(); ++number) {
-    const std::size_t before = offsetIn(rest, findBytes(rest, kOpen));
-    out.appendBytes(rest.substr(0, before));
-    rest.remove_prefix(before);
-    if (rest.empty()) break;
-    const std::size_t run = runSize(rest);
-    if (!addRun(runs, rest.substr(0, run))) {
-      out.appendBytes(rest);
-      break;
-    }
-    out.append(PlaceholderIndex::kMarker);
-    out.append(number);
-    rest.remove_prefix(run);
-  }
-  replaceKeepingBlock(out.content());
+bool hasPlaceholder(std::string_view text, int index) {
+  const StringBuffer placeholder = placeholderAt(index);
+  return findBytes(text, BufferAccess(placeholder).content()) != nullptr;
 }
 
-bool StringBuffer::restoreInPlace(const ExtPtrArray& runs, int& next) {
+// Puts the runs from `next` on in place of their placeholders, all at once; `next` becomes the
+// first that the storage is too small for, or that makes new placeholders, or their number. False
+// if memory is exhausted.
+bool restoreInPlace(StringBuffer& buffer, const ExtPtrArray& runs, int& next) {
+  const BufferAccess access(buffer);
   const StringBuffer* run = runAt(runs, next);
   // A run that has a place and would be refused needs no index.
-  if (run != nullptr && !PlaceholderIndex::isSealed(run->text()) &&
-      findBytes(text(), placeholderAt(next).content()) != nullptr)
+  if (run != nullptr && !PlaceholderIndex::isSealed(BufferAccess(*run).text()) &&
+      hasPlaceholder(access.text(), next))
     return true;
-  const SavedTail before(text(), m_secure);
+  const SavedTail before(access.text(), access.isSecure());
   if (!before.ok()) return false;
   const int count = runs.getSize();
   PlaceholderIndex index({before.data(), before.size()}, static_cast<unsigned int>(next) + 1,
                          static_cast<unsigned int>(count));
   if (!index.ok()) return false;
 
-  const std::string_view behind = content().substr(before.size());
+  const std::string_view behind = access.content().substr(before.size());
   // The first replacement drops the NULs at the end, which still count when it looks for room.
   const bool dropsNuls = !behind.empty() && behind.back() == '\0';
-  const std::size_t room = dropsNuls ? 0 : storageSize() - behind.size();
+  const std::size_t room = dropsNuls ? 0 : access.longestWithoutGrowth() + 1 - behind.size();
   Put put = Put::kDone;
   for (; next < count; ++next) {
     run = runAt(runs, next);
@@ -124,25 +112,51 @@ bool StringBuffer::restoreInPlace(const ExtPtrArray& runs, int& next) {
     if (run == nullptr)
       index.skip(number);
     else
-      put = index.put(number, run == this ? std::string_view() : run->text(), room);
+      put =
+          index.put(number, run == &buffer ? std::string_view() : BufferAccess(*run).text(), room);
     if (put != Put::kDone) break;
   }
   if (index.isChanged()) {
-    std::memmove(m_data + index.size(), behind.data(), behind.size());
-    index.write(m_data);
-    endAt(static_cast<unsigned int>(index.size() + behind.size()));
+    std::memmove(access.data() + index.size(), behind.data(), behind.size());
+    index.write(access.data());
+    access.terminateAt(index.size() + behind.size());
   }
   return put != Put::kNoMemory;
 }
 
+}  // namespace
+
+void StringBuffer::iso2022Replace(ExtPtrArray& runs) {
+  std::string_view rest = BufferAccess(*this).text();
+  Scratch result(*this);
+  const BufferAccess out(result);
+  // With room for every placeholder no text is lost when memory is exhausted later.
+  if (!out.makeRoom(longestResult(rest))) return;
+  for (int number = 1; !rest.empty(); ++number) {
+    const std::size_t before = offsetIn(rest, findBytes(rest, kOpen));
+    out.append(rest.substr(0, before));
+    rest.remove_prefix(before);
+    if (rest.empty()) break;
+    const std::size_t run = runSize(rest);
+    if (!addRun(runs, rest.substr(0, run))) {
+      out.append(rest);
+      break;
+    }
+    result.append(PlaceholderIndex::kMarker);
+    result.append(number);
+    rest.remove_prefix(run);
+  }
+  BufferAccess(*this).replaceKeepingBlock(out.content());
+}
+
 void StringBuffer::iso2022Restore(ExtPtrArray& runs) {
-  if (findBytes(text(), PlaceholderIndex::kMarker) == nullptr) return;
+  if (findBytes(BufferAccess(*this).text(), PlaceholderIndex::kMarker) == nullptr) return;
   bool hasMemory = true;
   for (int i = 0; i < runs.getSize(); ++i) {
-    if (hasMemory) hasMemory = restoreInPlace(runs, i);
+    if (hasMemory) hasMemory = restoreInPlace(*this, runs, i);
     // What cannot be done in place: the buffer grows, or the run makes new placeholders.
     if (const StringBuffer* const run = runAt(runs, i))
-      run->withTerminatedText([&](const char* bytes) {
+      BufferAccess(*run).withTerminatedText([&](const char* bytes) {
         return replaceFirstOccurance(placeholderAt(i).getString(), bytes);
       });
   }

@@ -1,8 +1,10 @@
 // Appending XML: escaped text, tags and elements. Tested in tests/text/XmlEmitTest.cpp.
 
+#include <cstdint>
 #include <string_view>
 
 #include "core/StringBuffer.h"
+#include "core/internal/BufferAccess.h"
 #include "support/ExtPtrArray.h"
 #include "support/StringPair.h"
 #include "support/internal/FewBytes.h"
@@ -13,6 +15,7 @@
 
 using dorvane::internal::appendTo;
 using dorvane::internal::AppendTrimmed;
+using dorvane::internal::BufferAccess;
 using dorvane::internal::FewBytesOf;
 using dorvane::internal::kNamedCharacters;
 using dorvane::internal::StableText;
@@ -47,6 +50,23 @@ void escape(std::string_view bytes, const PutRun& putRun, const PutReference& pu
   }
 }
 
+// What the escaped form of the bytes is longer by.
+std::uint64_t addedByEscaping(std::string_view bytes) {
+  std::uint64_t added = 0;
+  for (;;) {
+    const std::size_t run = kEscaped.findFirstIn(bytes.data(), bytes.size());
+    if (run == bytes.size()) return added;
+    added += escapeOf(bytes[run]).size() - 1;
+    bytes.remove_prefix(run + 1);
+  }
+}
+
+// Holds memory for the escaped form of the bytes, which is appended in small steps.
+void reserveForEscaped(StringBuffer& out, std::string_view bytes) {
+  const BufferAccess access(out);
+  access.reserve(access.size() + bytes.size() + addedByEscaping(bytes));
+}
+
 template <class Append>
 void escapeInBlocks(std::string_view bytes, const Append& append) {
   Staging<kBlock, Append> staging(append);
@@ -54,6 +74,34 @@ void escapeInBlocks(std::string_view bytes, const Append& append) {
       bytes, [&](std::string_view run) { staging.putRun(run); },
       [&](std::string_view reference) { staging.put(reference); });
   staging.flush();
+}
+
+// Appends bytes with the growth of one appendChar() after the other; a byte for which there is no
+// room is left out.
+void appendSingly(StringBuffer& out, std::string_view bytes) {
+  const BufferAccess access(out);
+  while (!bytes.empty()) {
+    const bool hasRoom = access.makeRoom(1);
+    const std::string_view run =
+        bytes.substr(0, hasRoom ? access.longestWithoutGrowth() - access.size() : 1);
+    if (hasRoom) access.append(run);
+    bytes.remove_prefix(run.size());
+  }
+}
+
+// Deliberate: unlike appendXmlNoCdata() it appends character by character, which callers see in
+// heapUsage().
+void appendContent(StringBuffer& out, std::string_view text) {
+  if (kAsCdata.findFirstIn(text.data(), text.size()) == text.size()) {
+    reserveForEscaped(out, text);
+    escape(
+        text, [&out](std::string_view run) { appendSingly(out, run); },
+        [&out](std::string_view reference) { appendTo(out, reference); });
+    return;
+  }
+  appendTo(out, "<![CDATA[");
+  appendTo(out, text);
+  appendTo(out, "]]>");
 }
 
 void appendAttribute(StringBuffer& out, const StringPair& pair) {
@@ -83,51 +131,40 @@ int appendCloseTag(StringBuffer& out, std::string_view tag) {
 
 }  // namespace
 
-// Deliberate: unlike appendXmlNoCdata() it appends character by character, which callers see in
-// heapUsage().
-void StringBuffer::appendXmlContent(std::string_view text) {
-  if (kAsCdata.findFirstIn(text.data(), text.size()) == text.size()) {
-    escape(
-        text, [this](std::string_view run) { appendSingly(run); },
-        [this](std::string_view reference) { appendTo(*this, reference); });
-    return;
-  }
-  appendTo(*this, "<![CDATA[");
-  appendTo(*this, text);
-  appendTo(*this, "]]>");
-}
-
 void StringBuffer::appendXml(const char* text) {
-  const StableText stable(text, ownsAddress(text));
-  appendXmlContent(viewOf(stable));
+  const StableText stable(text, *this);
+  appendContent(*this, viewOf(stable));
 }
 
 void StringBuffer::appendXmlNoCdata(const char* text) {
-  const StableText stable(text, ownsAddress(text));
+  const StableText stable(text, *this);
+  reserveForEscaped(*this, viewOf(stable));
   escapeInBlocks(viewOf(stable), AppendTrimmed(*this));
 }
 
 // As they are: appendN() would drop NULs at the end of a block, and those of the content before.
 void StringBuffer::appendXmlNoCdataN(const char* bytes, unsigned int count) {
-  const StableText stable(bytes, count, ownsAddress(bytes));
+  const StableText stable(bytes, count, *this);
+  const BufferAccess self(*this);
+  reserveForEscaped(*this, viewOf(stable));
   escapeInBlocks(viewOf(stable),
-                 [this](std::string_view block) { return block.empty() || appendBytes(block); });
+                 [&self](std::string_view block) { return block.empty() || self.append(block); });
 }
 
 int StringBuffer::appendXmlOpenTag(const char* tag, const ExtPtrArray* attributes) {
-  const StableText stable(tag, ownsAddress(tag));
+  const StableText stable(tag, *this);
   return appendOpenTag(*this, viewOf(stable), attributes);
 }
 
 int StringBuffer::appendXmlCloseTag(const char* tag) {
-  const StableText stable(tag, ownsAddress(tag));
+  const StableText stable(tag, *this);
   return appendCloseTag(*this, viewOf(stable));
 }
 
 int StringBuffer::appendXml(const char* tag, const ExtPtrArray& attributes, const char* content) {
-  const StableText stableTag(tag, ownsAddress(tag));
-  const StableText stableContent(content, ownsAddress(content));
+  const StableText stableTag(tag, *this);
+  const StableText stableContent(content, *this);
   appendOpenTag(*this, viewOf(stableTag), &attributes);
-  appendXmlContent(viewOf(stableContent));
+  appendContent(*this, viewOf(stableContent));
   return appendCloseTag(*this, viewOf(stableTag));
 }

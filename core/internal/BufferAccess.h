@@ -31,6 +31,12 @@ class BufferAccess {
   std::string_view content() const noexcept { return m_buffer.content(); }
   std::string_view text() const noexcept { return m_buffer.text(); }
 
+  /// What `use` makes of the content as a NUL-terminated text, also if its NUL was overwritten.
+  template <class Use>
+  auto withTerminatedText(const Use& use) const {
+    return m_buffer.withTerminatedText(use);
+  }
+
   bool isSecure() const noexcept { return m_buffer.m_secure; }
 
   /// True if `p` points into the storage, so that a change may move or release what is there.
