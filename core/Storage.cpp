@@ -85,7 +85,7 @@ struct StringBuffer::Layout {
 
 // ---- Growth ----
 
-bool StringBuffer::takeStep(std::uint64_t n, RetiredBlock& old) {
+bool StringBuffer::takeStep(unsigned long long n, RetiredBlock& old) {
   if (m_magic != kMagic || n > kMaxContent - std::min<std::uint64_t>(m_length, kMaxContent))
     return false;
   const unsigned int capacity = capacityFor(m_length + n, m_extendSize);
@@ -106,7 +106,7 @@ bool StringBuffer::takeStep(std::uint64_t n, RetiredBlock& old) {
   return true;
 }
 
-bool StringBuffer::grow(std::uint64_t n) {
+bool StringBuffer::grow(unsigned long long n) {
   const SanityCheck check(*this);
   RetiredBlock old;
   if (!takeStep(n, old)) return false;
@@ -145,7 +145,7 @@ void StringBuffer::release(const RetiredBlock& old) const {
 }
 
 // Room for the largest capacity that can be recorded on the way there.
-void StringBuffer::reserve(std::uint64_t total) {
+void StringBuffer::reserve(unsigned long long total) {
   const SanityCheck check(*this);
   if (m_magic != kMagic || total < kInlineSize || total > kMaxContent || total < m_length) return;
   const auto size =

@@ -1333,7 +1333,7 @@ class StringBuffer : public NonRefCountedObj {
   }
 
   // True if n more bytes and the NUL fit without growth.
-  bool fits(std::uint64_t n) const noexcept { return m_length + n < storageSize(); }
+  bool fits(unsigned long long n) const noexcept { return m_length + n < storageSize(); }
 
   // The length, bounded by the storage: releaseBuffer() leaves a stale one.
   unsigned int contentSize() const noexcept {
@@ -1360,13 +1360,13 @@ class StringBuffer : public NonRefCountedObj {
   bool ownsAddress(const void* p) const noexcept;
 
   // Makes room for n more bytes and the NUL.
-  bool makeRoom(std::uint64_t n) { return fits(n) || grow(n); }
-  bool grow(std::uint64_t n);
+  bool makeRoom(unsigned long long n) { return fits(n) || grow(n); }
+  bool grow(unsigned long long n);
 
   // Holds memory for a content of `total` bytes, whatever the steps are in which it is appended.
   // Nothing that a caller can see changes. If the memory cannot be had, the appends that follow
   // make room as usual.
-  void reserve(std::uint64_t total);
+  void reserve(unsigned long long total);
   // Gives a block back that is held while the content is inline.
   void dropReserve() noexcept;
 
@@ -1391,7 +1391,7 @@ class StringBuffer : public NonRefCountedObj {
 
   // Takes the next step of the growth rule, for n more bytes. The content may move; its old block
   // then stays alive, in `old`, for the caller to release. The terminator is the caller's, too.
-  bool takeStep(std::uint64_t n, RetiredBlock& old);
+  bool takeStep(unsigned long long n, RetiredBlock& old);
   // Moves the content into a new block, of which nothing is recorded yet.
   void moveTo(unsigned char* block, unsigned int size, RetiredBlock& old) noexcept;
   // Copies the content to the start of a block.

@@ -293,13 +293,13 @@ TEST_F(EveryMember, ExceptionsAreNeeded) {
 
 // ---- Overwritten terminators ----
 
-// Where a content lies whose terminator a caller has overwritten.
-enum class Behind { kOldBytes, kNothing };
+// What follows a content whose terminator a caller has overwritten.
+enum class After { kOldBytes, kNothing };
 
-// `kOldBytes`: the storage behind the content is full of `stale`. `kNothing`: the block ends with
+// `kOldBytes`: the storage after the content is full of `stale`. `kNothing`: the block ends with
 // the terminator.
-void makeWithin(StringBuffer& buffer, const std::string& bytes, Behind behind, char stale) {
-  if (behind == Behind::kNothing) return harness::fillHeap(buffer, bytes, 0);
+void makeWithin(StringBuffer& buffer, const std::string& bytes, After after, char stale) {
+  if (after == After::kNothing) return harness::fillHeap(buffer, bytes, 0);
   buffer.append(std::string(bytes.size() + 500, stale).c_str());
   buffer.weakClear();
   buffer.append(bytes.c_str());
@@ -327,16 +327,16 @@ bool readsTheTerminator(std::string_view name) {
   return name == "isNonTerminated" || name == "findWordOnly";
 }
 
-void expectBoundedByTheLength(const Member& member, Behind behind, char stale, Others others) {
-  const std::string bytes = repeated(member.content, behind == Behind::kNothing ? 100 : 1);
-  if (behind == Behind::kNothing && bytes.empty()) return;
+void expectBoundedByTheLength(const Member& member, After after, char stale, Others others) {
+  const std::string bytes = repeated(member.content, after == After::kNothing ? 100 : 1);
+  if (after == After::kNothing && bytes.empty()) return;
   StringBuffer unterminated;
   StringBuffer terminated;
-  makeWithin(unterminated, bytes, behind, stale);
-  makeWithin(terminated, bytes, behind, stale);
+  makeWithin(unterminated, bytes, after, stale);
+  makeWithin(terminated, bytes, after, stale);
   EXPECT_EQ(outcomeOf(member, unterminated, others, true, stale),
             outcomeOf(member, terminated, others, false, stale))
-      << member.name << " of " << testing::PrintToString(bytes) << ", behind it "
+      << member.name << " of " << testing::PrintToString(bytes) << ", after it "
       << testing::PrintToString(stale) << ", others " << static_cast<int>(others);
 }
 
@@ -344,9 +344,9 @@ TEST_F(EveryMember, IsBoundedByTheLengthWhenTheTerminatorIsOverwritten) {
   for (const Member& member : members()) {
     if (readsTheTerminator(member.name)) continue;
     for (const char stale : {'b', '4', ' ', ',', '"', '>', '%', ';', '/', '?'})
-      for (const Behind behind : {Behind::kOldBytes, Behind::kNothing})
+      for (const After after : {After::kOldBytes, After::kNothing})
         for (const Others others : {Others::kOwn, Others::kBufferItself})
-          expectBoundedByTheLength(member, behind, stale, others);
+          expectBoundedByTheLength(member, after, stale, others);
   }
 }
 

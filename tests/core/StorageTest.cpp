@@ -1821,12 +1821,12 @@ TEST(StorageWalk, RandomChangesAgreeWithTheModel) {
 
 // Room was asked for in the type of sizes, which a file of nearly 4 GiB and a few bytes more do not
 // fit into on 32 bits. An explicit instantiation may name private members.
-template <auto kMember>
+template <auto kMember, class Result = bool>
 struct AsksIn64Bits {
-  static_assert(std::is_same_v<decltype(kMember), bool (StringBuffer::*)(unsigned long long)>);
+  static_assert(std::is_same_v<decltype(kMember), Result (StringBuffer::*)(unsigned long long)>);
 };
 template struct AsksIn64Bits<&StringBuffer::makeRoom>;
 template struct AsksIn64Bits<&StringBuffer::grow>;
-template struct AsksIn64Bits<&StringBuffer::moveToLargerBlock>;
+template struct AsksIn64Bits<&StringBuffer::reserve, void>;
 
 }  // namespace

@@ -328,6 +328,15 @@ TEST(TooMuchTogether, TheOwnTextIsRefusedWhole) {
   EXPECT_TRUE(holds(refused, half + "x", capacity, 202));
 }
 
+TEST(TooMuchTogether, AValueThatItsBackslashesMakeTooLongIsRefused) {
+  const std::string quotes(kMost / 2 + 1, '"');
+  StringBuffer buffer;
+  EXPECT_FALSE(buffer.appendNameValue("n", quotes.c_str()));
+  EXPECT_TRUE(holds(buffer, "n=\"", 0, 202));
+  EXPECT_TRUE(buffer.appendNameValue("", quotes.substr(5).c_str()));
+  EXPECT_EQ(buffer.getSize(), 3 + 2 + kMost - 8 + 1);
+}
+
 // ---- A refusal changes nothing else ----
 
 TEST(Refusal, OfASecureBufferWipesAndReleasesNothing) {
@@ -350,22 +359,14 @@ TEST(Refusal, IsFollowedByOrdinaryGrowth) {
 
 // ---- Former bugs ----
 
-// A value that does not fit was left out, or cut, with true.
+// A value that does not fit beside the format was left out, with true.
 TEST(TooMuchTogether, AFormatAndItsValueAreRefused) {
   StringBuffer buffer("abc");
+  EXPECT_FALSE(buffer.append_s("<%s>", longest().c_str()));
   EXPECT_FALSE(buffer.append_s("<%s>", letters(kMost - 4).c_str()));
   EXPECT_TRUE(holds(buffer, "abc", 0, 202));
   EXPECT_TRUE(buffer.append_s("<%s>", letters(kMost - 5).c_str()));
   EXPECT_TRUE(holds(buffer, "abc<" + letters(kMost - 5) + ">"));
-}
-
-TEST(TooMuchTogether, AValueThatItsBackslashesMakeTooLongIsRefused) {
-  const std::string quotes(kMost / 2, '"');
-  StringBuffer buffer;
-  EXPECT_FALSE(buffer.appendNameValue("n", quotes.c_str()));
-  EXPECT_TRUE(holds(buffer, "n=\"", 0, 202));
-  EXPECT_TRUE(buffer.appendNameValue("", quotes.substr(4).c_str()));
-  EXPECT_EQ(buffer.getSize(), 3 + 2 + kMost - 8 + 1);
 }
 
 }  // namespace

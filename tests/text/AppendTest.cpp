@@ -1518,7 +1518,7 @@ TEST(InsertAt, IsBoundedByTheLengths) {
   }
 }
 
-TEST(InsertAt, ReadsNothingBehindABlock) {
+TEST(InsertAt, ReadsNothingAfterABlock) {
   for (const unsigned int position : {0U, 50U, 100U}) {
     StringBuffer buffer;
     StringBuffer other;
