@@ -148,8 +148,8 @@ void StringBuffer::release(const RetiredBlock& old) const {
 void StringBuffer::reserve(unsigned long long total) {
   const SanityCheck check(*this);
   if (m_magic != kMagic || total < kInlineSize || total > kMaxContent || total < m_length) return;
-  const auto size =
-      static_cast<unsigned int>(std::min(total + largestSlack(total, m_extendSize) + 1, kMaxBlock));
+  const auto size = static_cast<unsigned int>(
+      std::min<std::uint64_t>(total + largestSlack(total, m_extendSize) + 1, kMaxBlock));
   if (size <= m_heldSize || total < storageSize()) return;
   unsigned char* const block = dvNewUnsignedChar(size);
   if (block == nullptr) return;

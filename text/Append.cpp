@@ -235,9 +235,9 @@ bool StringBuffer::insertAt(const StringBuffer& other, unsigned int position) {
   if (position == 0) return other.hasLiveWord() && prependBytes(*this, source.text());
   if (position >= getSize()) return append(other);
 
-  const std::string_view after = self.content().substr(position);
+  const std::string_view rest = self.content().substr(position);
   Scratch tail(*this);
-  if (!appendRaw(tail, after.substr(0, after.find('\0')))) return false;
+  if (!appendRaw(tail, rest.substr(0, rest.find('\0')))) return false;
   self.terminateAt(position);
   return append(other) && append(tail);
 }
