@@ -41,6 +41,8 @@ OEM = [437, 737, 775, 850, 852, 855, 857, 858, *range(860, 867), 869, 874]
 ISO = [*range(1, 12), 13, 14, 15, 16]
 CODECS = {
     **{number: f"cp{number}" for number in [*OEM, *range(1250, 1259)]},
+    10000: "mac_roman",
+    10017: "mac_cyrillic",
     **{28590 + part: f"iso8859_{part}" for part in ISO},
     20866: "koi8_r",
     21866: "koi8_u",

@@ -4,6 +4,7 @@
 namespace dorvane::internal {
 
 // The Windows numbers of the code pages that the library names itself.
+inline constexpr int kUtf7Page = 65000;
 inline constexpr int kUtf8Page = 65001;
 inline constexpr int kUtf16LePage = 1200;
 inline constexpr int kUtf16BePage = 1201;

@@ -14,6 +14,10 @@ constexpr bool isSurrogate(unsigned int value) noexcept { return (value & ~0x7FF
 constexpr bool isHighSurrogate(unsigned int unit) noexcept { return (unit & ~0x3FFU) == 0xD800; }
 constexpr bool isLowSurrogate(unsigned int unit) noexcept { return (unit & ~0x3FFU) == 0xDC00; }
 
+constexpr unsigned int joinSurrogates(unsigned int high, unsigned int low) noexcept {
+  return 0x10000 + ((high & 0x3FFU) << 10U) + (low & 0x3FFU);
+}
+
 // The number that the next n bytes hold; there are so many.
 template <bool kBigEndian>
 unsigned int peekNumber(const SourceText& source, unsigned int n) noexcept {
@@ -76,7 +80,7 @@ struct Utf16 {
     const unsigned int next = peekNumber<kBigEndian>(source, 2);
     if (!isLowSurrogate(next)) return kMalformed;
     source.skip(2);
-    return 0x10000 + ((unit & 0x3FFU) << 10U) + (next & 0x3FFU);
+    return joinSurrogates(unit, next);
   }
 
   static unsigned char* put(const CodePage&, unsigned int codePoint, unsigned char* out) noexcept {
@@ -143,6 +147,89 @@ struct Arabic864 {
   }
 };
 
+// ---- UTF-7 (RFC 2152), which is read and never written
+
+// The value of a base64 symbol, or 64.
+constexpr unsigned int base64Value(unsigned int c) noexcept {
+  if (c - 'A' < 26) return c - 'A';
+  if (c - 'a' < 26) return c - 'a' + 26;
+  if (c - '0' < 10) return c - '0' + 52;
+  return c == '+' ? 62 : c == '/' ? 63 : 64;
+}
+
+bool beginsWithBase64(const SourceText& source) noexcept {
+  return !source.atEnd() && base64Value(source.peek()) < 64;
+}
+
+// Appends the code unit that is complete, if it is one by itself or ends a pair.
+void putUnit(unsigned int unit, ShiftState& run, CharacterBlock& block) noexcept {
+  if (isHighSurrogate(unit)) {
+    run.high = unit;
+    return;
+  }
+  const bool isPair = run.high != 0;
+  if (!isPair && isLowSurrogate(unit)) unit = kMalformed;
+  block.codePoints[block.size++] = isPair ? joinSurrogates(run.high, unit) : unit;
+  run.high = 0;
+}
+
+// The run is over: nothing may be left of it but less than six bits, all of them 0.
+void endRun(SourceText& source, ShiftState& run, CharacterBlock& block) noexcept {
+  if (run.bitCount >= 6 || run.bits != 0 || run.high != 0) {
+    block.codePoints[0] = kMalformed;
+    block.size = 1;
+  }
+  run = ShiftState();
+  if (!source.atEnd() && source.peek() == '-') source.skip(1);
+}
+
+// Reads a base64 symbol. The first half of a pair that no second one follows is malformed by
+// itself; the symbol is then read again.
+void takeSymbol(SourceText& source, ShiftState& run, CharacterBlock& block) noexcept {
+  constexpr unsigned int kUnitBits = 16;
+  const unsigned int bits = run.bits << 6U | base64Value(source.peek());
+  const unsigned int count = run.bitCount + 6;
+  const bool isUnit = count >= kUnitBits;
+  const unsigned int left = isUnit ? count - kUnitBits : count;
+  if (isUnit && run.high != 0 && !isLowSurrogate(bits >> left)) {
+    block.codePoints[block.size++] = kMalformed;
+    run.high = 0;
+    return;
+  }
+  source.skip(1);
+  run.bits = bits & ((1U << left) - 1);
+  run.bitCount = left;
+  if (isUnit) putUnit(bits >> left, run, block);
+  if (!beginsWithBase64(source)) endRun(source, run, block);
+}
+
+// A block is one character, or none where a run of base64 begins or goes on.
+void decodeUtf7(const CodePage& page, SourceText& source, CharacterBlock& block,
+                unsigned int limit) noexcept {
+  block.size = 0;
+  if (limit == 0) return;
+  if (page.shift.out) return takeSymbol(source, page.shift, block);
+  unsigned int c = source.take();
+  if (c == '+') {
+    page.shift.out = beginsWithBase64(source);
+    if (page.shift.out) return;
+    if (source.atEnd() || source.peek() != '-') {
+      c = kMalformed;
+    } else {
+      source.skip(1);
+    }
+  }
+  block.codePoints[block.size++] = c < 0x80 ? c : kMalformed;
+}
+
+CodePage utf7Page(Direction direction) noexcept {
+  CodePage page;
+  if (direction == Direction::kEncode) return page;
+  page.state = PageState::kReady;
+  page.decode = decodeUtf7;
+  return page;
+}
+
 // The position in the source and the one in the block live in local variables, which the compiler
 // keeps in registers.
 template <class Form>
@@ -198,6 +285,8 @@ unsigned int SourceText::asciiRun() const noexcept {
 
 CodePage findCodePage(int number, Direction direction) noexcept {
   switch (number) {
+    case kUtf7Page:
+      return utf7Page(direction);
     case kUtf8Page:
       return pageOf<Utf8>(true);
     case kUtf16LePage:

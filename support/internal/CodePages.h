@@ -83,7 +83,17 @@ struct Faults {
 
 struct SingleByteTable;
 
-enum class PageState { kUnknown, kReady, kNoConverter, kNoMemory };
+/// What the bytes that have been read or written say about those that follow, in a page with
+/// shift sequences; at first that they are ASCII.
+struct ShiftState {
+  unsigned int set = 0;  // one of those of the page
+  bool out = false;      // between SO and SI, or inside the base64 of UTF-7
+
+  // UTF-7: bits that make no code unit yet, and the first half of a surrogate pair.
+  unsigned int bits = 0;
+  unsigned int bitCount = 0;
+  unsigned int high = 0;
+};
 
 /// A code page that is ready for one direction.
 struct CodePage {
@@ -109,9 +119,15 @@ struct CodePage {
   /// The characters above 0x7F of a single-byte page; null for US-ASCII.
   const SingleByteTable* table = nullptr;
 
-  /// The page of the C library and its converter, or null.
+  /// The page of the C library, or null, and its converter.
   const SystemPage* system = nullptr;
   SystemConverter converter;
+
+  /// That of page 932, for the double bytes of a Japanese page.
+  SystemConverter windows;
+
+  /// Changes while a text is converted.
+  mutable ShiftState shift;
 };
 
 /// The page of a number. Its functions are set when its state is kReady.

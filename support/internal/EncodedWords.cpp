@@ -42,13 +42,14 @@ using dorvane::internal::Misfits;
 
 namespace {
 
-// No part of a word holds a "?". The next word to try therefore begins behind the parts that have
-// been read, or in the last of them: no byte is read more than a few times.
+// No charset or encoding holds a "?", and reading a text ends where another word may begin. The
+// next word to try therefore begins behind the parts that have been read, or in the last of them:
+// no byte is read more than a few times.
 constexpr ByteSet kTokenBytes = ByteSet::range(0x21, 0x7E) & ~ByteSet::of("?");
-constexpr ByteSet kEncodedBytes = kTokenBytes | ByteSet::of(" \t");
+constexpr ByteSet kEncodedBytes = kTokenBytes | ByteSet::range(0x80, 0xFF) | ByteSet::of(" \t");
 constexpr ByteSet kBase64Bytes = ByteSet::range('A', 'Z') | ByteSet::range('a', 'z') |
                                  ByteSet::range('0', '9') | ByteSet::of("+/");
-static_assert(kTokenBytes.size() == 93 && kEncodedBytes.size() == 95 && kBase64Bytes.size() == 64);
+static_assert(kTokenBytes.size() == 93 && kEncodedBytes.size() == 223 && kBase64Bytes.size() == 64);
 
 struct Word {
   std::string_view charset;
@@ -73,6 +74,56 @@ bool skip(std::string_view expected, std::string_view& text) noexcept {
   return true;
 }
 
+bool isSpaceOrTab(std::string_view text, std::size_t at) noexcept {
+  return at < text.size() && (text[at] == ' ' || text[at] == '\t');
+}
+
+// Behind the line end at `at`, if there is one.
+std::size_t skipLineEnd(std::string_view text, std::size_t at) noexcept {
+  if (at < text.size() && text[at] == '\r') ++at;
+  if (at < text.size() && text[at] == '\n') ++at;
+  return at;
+}
+
+// Behind the linear white space at `at` (RFC 822, section 3.3): a line end belongs to it only
+// where the next line goes on with a space or TAB.
+std::size_t skipLinearWhiteSpace(std::string_view text, std::size_t at) noexcept {
+  for (;;) {
+    const std::size_t next = skipLineEnd(text, at);
+    if (!isSpaceOrTab(text, next)) return at;
+    at = next + 1;
+  }
+}
+
+char encodingOf(const Word& word) noexcept {
+  if (word.encoding.size() != 1) return '\0';
+  return static_cast<char>(asciiLower(static_cast<unsigned char>(word.encoding[0])));
+}
+
+bool isQOrB(const Word& word) noexcept {
+  return encodingOf(word) == 'q' || encodingOf(word) == 'b';
+}
+
+// Cuts the text of a word and the "?=" behind it off the front of `rest`; false when no "?=" ends
+// it. In a Q or B word a "?" does not end the text, though it makes the word malformed, unless
+// another word begins there.
+bool takeEncoded(std::string_view& rest, Word& word) noexcept {
+  const std::string_view text = rest;
+  for (;;) {
+    take(kEncodedBytes, rest);
+    const std::size_t size = text.size() - rest.size();
+    word.encoded = text.substr(0, size);
+    if (skip("?=", rest)) return true;
+    const std::size_t end = skipLineEnd(rest, 0);
+    if (end != 0 && isSpaceOrTab(rest, end)) {
+      rest.remove_prefix(end);
+      continue;
+    }
+    const bool beginsWord = size != 0 && text[size - 1] == '=';
+    if (!isQOrB(word) || beginsWord || !skip("?", rest)) return false;
+  }
+}
+
 // Finds the parts of the word that begins at `at`; false when none does.
 bool readWord(std::string_view text, std::size_t at, Word& word) noexcept {
   std::string_view rest = text.substr(at);
@@ -81,32 +132,18 @@ bool readWord(std::string_view text, std::size_t at, Word& word) noexcept {
   if (word.charset.empty() || !skip("?", rest)) return false;
   word.encoding = take(kTokenBytes, rest);
   if (word.encoding.empty() || !skip("?", rest)) return false;
-  word.encoded = take(kEncodedBytes, rest);
-  if (!skip("?=", rest)) return false;
+  if (!takeEncoded(rest, word)) return false;
   word.begin = at;
   word.end = text.size() - rest.size();
   return true;
 }
 
-bool isSpaceOrTab(std::string_view text, std::size_t at) noexcept {
-  return at < text.size() && (text[at] == ' ' || text[at] == '\t');
-}
-
-// Behind the linear white space at `at` (RFC 822, section 3.3): a line end belongs to it only
-// where the next line goes on with a space or TAB.
-std::size_t skipLinearWhiteSpace(std::string_view text, std::size_t at) noexcept {
-  for (;;) {
-    std::size_t next = at;
-    if (next < text.size() && text[next] == '\r') ++next;
-    if (next < text.size() && text[next] == '\n') ++next;
-    if (!isSpaceOrTab(text, next)) return at;
-    at = next + 1;
-  }
-}
+bool isLineEnd(char c) noexcept { return c == '\r' || c == '\n'; }
 
 bool isHexDigit(char c) noexcept { return hexDigitValue(static_cast<unsigned char>(c)) >= 0; }
 
 bool isWellFormedQ(std::string_view encoded) noexcept {
+  if (encoded.find('?') != std::string_view::npos) return false;
   for (std::size_t at = encoded.find('='); at != std::string_view::npos;
        at = encoded.find('=', at + 3)) {
     if (encoded.size() - at < 3) return false;
@@ -119,7 +156,7 @@ bool isWellFormedB(std::string_view encoded) noexcept {
   std::size_t symbols = 0;
   bool padded = false;
   for (const char c : encoded) {
-    if (c == ' ' || c == '\t') continue;
+    if (c == ' ' || c == '\t' || isLineEnd(c)) continue;
     if (c != '=' && (padded || !kBase64Bytes.contains(c))) return false;
     padded = c == '=';
     if (!padded) ++symbols;
@@ -135,6 +172,7 @@ unsigned char hexByte(char high, char low) noexcept {
 bool decodeQ(std::string_view encoded, DataBuffer& out) {
   DecodedBytes bytes(out);
   for (std::size_t at = 0; at < encoded.size(); ++at) {
+    if (isLineEnd(encoded[at])) continue;
     auto byte = static_cast<unsigned char>(encoded[at]);
     if (byte == '_') byte = ' ';
     if (byte == '=') {
@@ -144,11 +182,6 @@ bool decodeQ(std::string_view encoded, DataBuffer& out) {
     if (!bytes.append(byte)) return false;
   }
   return bytes.flush();
-}
-
-char encodingOf(const Word& word) noexcept {
-  if (word.encoding.size() != 1) return '\0';
-  return static_cast<char>(asciiLower(static_cast<unsigned char>(word.encoding[0])));
 }
 
 bool isWellFormed(const Word& word) noexcept {

@@ -3,83 +3,48 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
-#include <cstdint>
-#include <cwchar>
 #include <iterator>
 
-#include "support/dvPlatform.h"
 #include "support/internal/CodePages.h"
-
-#if __has_include(<iconv.h>)
-#include <iconv.h>
-#define DORVANE_HAS_ICONV 1
-#endif
+#include "support/internal/JapanesePages.h"
 
 namespace dorvane::internal {
 namespace {
 
-// Reads what the Japanese pages have beyond ISO-2022-JP, half-width katakana and JIS X 0212. It is
-// no encoder for them: it writes sets that they do not have.
-constexpr const char* kJapaneseDecoder = "ISO-2022-JP-2";
+constexpr DoubleBytes kSystem = DoubleBytes::kOfTheSystem;
+constexpr DoubleBytes kEuc932 = DoubleBytes::kOf932InEuc;
+constexpr DoubleBytes kIso932 = DoubleBytes::kOf932InIso2022;
 
-// In ascending order of the numbers.
+// In ascending order of the numbers. ISO-2022-JP-2 reads what the Japanese pages have beyond
+// ISO-2022-JP, half-width katakana and JIS X 0212.
 constexpr SystemPage kPages[] = {
-    {{"CP932", "WINDOWS-31J", "MS932"}, 932, true, Shifts::kNone, false},
-    {{"CP936", "GBK"}, 936, true, Shifts::kNone, false},
-    {{"CP949", "UHC"}, 949, true, Shifts::kNone, false},
-    {{"CP950", "BIG5"}, 950, true, Shifts::kNone, false},
-    {{"JOHAB", "CP1361"}, 1361, false, Shifts::kNone, false},  // has the won sign at 0x5C
-    {{"EUC-JP"}, 20932, true, Shifts::kNone, false},
-    {{"EUC-CN", "GB2312"}, 20936, true, Shifts::kNone, false},
-    {{"EUC-KR"}, 20949, true, Shifts::kNone, false},
-    {{"CP50220", kJapaneseDecoder, "ISO-2022-JP"}, 50220, false, Shifts::kEscapes, false},
-    {{"CP50221", kJapaneseDecoder, "ISO-2022-JP"}, 50221, false, Shifts::kEscapes, false},
-    {{"CP50222", kJapaneseDecoder, "ISO-2022-JP"}, 50222, false, Shifts::kEscapes, false},
-    {{"ISO-2022-KR"}, 50225, false, Shifts::kEscapes, false},
-    {{"CP51932", "EUC-JP-MS", "EUC-JP"}, 51932, true, Shifts::kNone, false},
-    {{"EUC-CN", "GB2312"}, 51936, true, Shifts::kNone, false},
-    {{"EUC-KR"}, 51949, true, Shifts::kNone, false},
-    {{"EUC-TW"}, 51950, true, Shifts::kNone, false},
-    {{"HZ", "HZ-GB-2312"}, 52936, false, Shifts::kTildes, false},
-    {{"GB18030"}, 54936, true, Shifts::kNone, true},
+    {{"CP932", "WINDOWS-31J", "MS932"}, 932, true, Shifts::kNone, false, kSystem},
+    {{"CP936", "GBK"}, 936, true, Shifts::kNone, false, kSystem},
+    {{"CP949", "UHC"}, 949, true, Shifts::kNone, false, kSystem},
+    {{"CP950", "BIG5"}, 950, true, Shifts::kNone, false, kSystem},
+    // Has the won sign at 0x5C.
+    {{"JOHAB", "CP1361"}, 1361, false, Shifts::kNone, false, kSystem},
+    {{"EUC-JP"}, 20932, true, Shifts::kNone, false, kSystem},
+    {{"EUC-CN", "GB2312"}, 20936, true, Shifts::kNone, false, kSystem},
+    {{"EUC-KR"}, 20949, true, Shifts::kNone, false, kSystem},
+    {{"ISO-2022-JP-2", "ISO-2022-JP"}, 50220, false, Shifts::kEscapes, false, kIso932},
+    {{"ISO-2022-JP-2", "ISO-2022-JP"}, 50221, false, Shifts::kEscapes, false, kIso932},
+    {{"ISO-2022-JP-2", "ISO-2022-JP"}, 50222, false, Shifts::kEscapes, false, kIso932},
+    {{"ISO-2022-KR"}, 50225, false, Shifts::kEscapes, false, kSystem},
+    {{"EUC-JP-MS", "EUC-JP"}, 51932, true, Shifts::kNone, false, kEuc932},
+    {{"EUC-CN", "GB2312"}, 51936, true, Shifts::kNone, false, kSystem},
+    {{"EUC-KR"}, 51949, true, Shifts::kNone, false, kSystem},
+    {{"EUC-TW"}, 51950, true, Shifts::kNone, false, kSystem},
+    {{"HZ", "HZ-GB-2312"}, 52936, false, Shifts::kTildes, false, kSystem},
+    {{"GB18030"}, 54936, true, Shifts::kNone, true, kSystem},
 };
+static_assert(2 * std::size(kPages) <= SystemConverter::kSlots);
 
 const SystemPage* findPage(int number) noexcept {
   const auto* const found =
       std::lower_bound(std::begin(kPages), std::end(kPages), number,
                        [](const SystemPage& page, int wanted) { return page.number < wanted; });
   return found != std::end(kPages) && found->number == number ? found : nullptr;
-}
-
-#if DORVANE_HAS_ICONV
-
-// The encoding of a block of code points. glibc calls it by this name without an intermediate
-// step, which would keep a copy of the text.
-#if defined(__STDC_ISO_10646__) && WCHAR_MAX > 0xFFFF
-constexpr const char* kCodePoints = "WCHAR_T";
-#else
-const char* const kCodePoints = dvIsBigEndian() ? "UTF-32BE" : "UTF-32LE";
-#endif
-
-struct Step {
-  std::size_t taken;
-  std::size_t given;
-  int error;  // 0, or EINVAL for the beginning of a character, or another
-};
-
-iconv_t handleOf(const CodePage& page) noexcept {
-  return static_cast<iconv_t>(page.converter.get());
-}
-
-Step convert(const CodePage& page, const void* in, std::size_t inSize, void* out,
-             std::size_t outSize) noexcept {
-  char* from = const_cast<char*>(static_cast<const char*>(in));
-  char* to = static_cast<char*>(out);
-  std::size_t inLeft = inSize;
-  std::size_t outLeft = outSize;
-  const std::size_t result = iconv(handleOf(page), &from, &inLeft, &to, &outLeft);
-  const bool failed = result == static_cast<std::size_t>(-1);
-  return {inSize - inLeft, outSize - outLeft, failed ? errno : 0};
 }
 
 // ---- Decoding
@@ -102,19 +67,20 @@ bool isStrayShift(const CodePage& page, unsigned int codePoint) noexcept {
          (codePoint == kSo || codePoint == kSi || codePoint == kEsc);
 }
 
-// Decodes a shift sequence or the character at the reader's place. Returns how many characters
-// that were.
+}  // namespace
+
 unsigned int decodeOne(const CodePage& page, SourceText& source, unsigned int* codePoint) noexcept {
   constexpr unsigned int kLongest = 8;
   const unsigned char* const bytes = source.rest();
   const unsigned int most = std::min(source.left(), kLongest);
   unsigned int n = 1;
   for (; n <= most; ++n) {
-    const Step step = convert(page, bytes, n, codePoint, sizeof(*codePoint));
+    const ConverterStep step = page.converter.convert(bytes, n, codePoint, sizeof(*codePoint));
     source.skip(static_cast<unsigned int>(step.taken));
     if (step.taken != 0) {
-      if (step.given == 0) return 0;
-      if (isStrayShift(page, *codePoint)) *codePoint = kMalformed;
+      const bool isShift = step.given == 0 && page.system->shifts != Shifts::kNone;
+      if (isShift) return 0;
+      if (step.given == 0 || isStrayShift(page, *codePoint)) *codePoint = kMalformed;
       return 1;
     }
     if (step.error != EINVAL) break;
@@ -126,6 +92,20 @@ unsigned int decodeOne(const CodePage& page, SourceText& source, unsigned int* c
   return 1;
 }
 
+namespace {
+
+// How many of the next bytes can be decoded in one step. glibc takes the pair A2 E8 of page 949,
+// which stands for nothing, and says nothing; where it may be one, a step ends and another begins.
+unsigned int runLength(const CodePage& page, const SourceText& source, unsigned int most) noexcept {
+  constexpr unsigned int kKoreanPage = 949;
+  const unsigned int n = std::min(source.left(), most);
+  if (page.system->number != kKoreanPage) return n;
+  const unsigned char* const bytes = source.rest();
+  constexpr unsigned char kPair[] = {0xA2, 0xE8};
+  const auto* const found = std::search(bytes, bytes + n, std::begin(kPair), std::end(kPair));
+  return static_cast<unsigned int>(found - bytes);
+}
+
 // Where characters have their places in the source by themselves.
 void decode(const CodePage& page, SourceText& source, CharacterBlock& block,
             unsigned int limit) noexcept {
@@ -134,8 +114,8 @@ void decode(const CodePage& page, SourceText& source, CharacterBlock& block,
   while (size < limit && !source.atEnd()) {
     const unsigned int room = limit - size;
     unsigned int* const end = block.codePoints + size;
-    const Step run = convert(page, source.rest(), std::min(source.left(), 2 * room + kLeastRun),
-                             end, room * sizeof(*end));
+    const ConverterStep run = page.converter.convert(
+        source.rest(), runLength(page, source, 2 * room + kLeastRun), end, room * sizeof(*end));
     source.skip(static_cast<unsigned int>(run.taken));
     size += run.taken == 0 ? decodeOne(page, source, end)
                            : static_cast<unsigned int>(run.given / sizeof(*end));
@@ -152,26 +132,10 @@ void decodeShifting(const CodePage& page, SourceText& source, CharacterBlock& bl
 
 // ---- Encoding
 
-// Encodes characters up to the first that has no form. Returns how many.
-unsigned int putRun(const CodePage& page, const unsigned int* characters, unsigned int n,
-                    ByteBlock& bytes) noexcept {
-  const Step step = convert(page, characters, n * sizeof(*characters), bytes.bytes + bytes.size,
-                            sizeof(bytes.bytes) - bytes.size);
-  bytes.size += static_cast<unsigned int>(step.given);
-  return static_cast<unsigned int>(step.taken / sizeof(*characters));
-}
-
 void putSubstitute(const CodePage& page, bool malformed, ByteBlock& bytes) noexcept {
   constexpr unsigned int kQuestionMark = '?';
-  if (malformed && putRun(page, &kReplacement, 1, bytes) == 1) return;
-  putRun(page, &kQuestionMark, 1, bytes);
-}
-
-// glibc drops the tag characters in silence where a page does not have them.
-bool hasNoForm(const CodePage& page, unsigned int codePoint) noexcept {
-  const bool isTag = codePoint >> 7U == 0xE0000U >> 7U;
-  return codePoint == kMalformed || (isTag && !page.system->hasAllCharacters) ||
-         isStrayShift(page, codePoint);
+  if (malformed && encodeRun(page.converter, &kReplacement, 1, bytes) == 1) return;
+  encodeRun(page.converter, &kQuestionMark, 1, bytes);
 }
 
 void encode(const CodePage& page, const CharacterBlock& block, ByteBlock& bytes,
@@ -181,7 +145,7 @@ void encode(const CodePage& page, const CharacterBlock& block, ByteBlock& bytes,
   for (unsigned int i = 0; i < block.size;) {
     if (i >= end)
       for (end = i; end < block.size && !hasNoForm(page, block.codePoints[end]);) ++end;
-    i += putRun(page, block.codePoints + i, end - i, bytes);
+    i += encodeRun(page.converter, block.codePoints + i, end - i, bytes);
     if (i == block.size) break;
     putSubstitute(page, block.codePoints[i] == kMalformed, bytes);
     faults.note(i++);
@@ -190,69 +154,74 @@ void encode(const CodePage& page, const CharacterBlock& block, ByteBlock& bytes,
 
 // Shifts back to ASCII.
 void finish(const CodePage& page, ByteBlock& bytes) noexcept {
-  char* to = reinterpret_cast<char*>(bytes.bytes);
-  std::size_t left = sizeof(bytes.bytes);
-  iconv(handleOf(page), nullptr, nullptr, &to, &left);
-  bytes.size = static_cast<unsigned int>(sizeof(bytes.bytes) - left);
+  bytes.size = static_cast<unsigned int>(page.converter.finish(bytes.bytes, sizeof(bytes.bytes)));
 }
 
 // ---- Opening
 
-bool isOpen(iconv_t converter) noexcept { return reinterpret_cast<std::intptr_t>(converter) != -1; }
-
-// glibc says of some allocations that fail inside it the same as of a name that it does not know.
-// Asked again it says that there is no memory, or it succeeds.
-iconv_t openLookingTwice(const char* to, const char* from) noexcept {
-  iconv_t opened = iconv_open(to, from);
-  return isOpen(opened) || errno != EINVAL ? opened : iconv_open(to, from);
+PageState openFor(const SystemPage& page, Direction direction,
+                  SystemConverter& converter) noexcept {
+  const auto slot =
+      static_cast<unsigned int>(2 * (&page - kPages)) + (direction == Direction::kEncode ? 1U : 0U);
+  return converter.open(slot, direction, std::begin(page.names), std::end(page.names));
 }
 
-// Sets the page's converter, or its state to what is missing.
-void openConverter(CodePage& page, Direction direction) noexcept {
-  page.state = PageState::kNoConverter;
-  const bool decodes = direction == Direction::kDecode;
-  for (const char* const name : page.system->names) {
-    if (name == nullptr) return;
-    if (name == kJapaneseDecoder && !decodes) continue;
-    iconv_t opened = openLookingTwice(decodes ? kCodePoints : name, decodes ? name : kCodePoints);
-    if (isOpen(opened)) {
-      page.converter.reset(opened);
-      page.state = PageState::kReady;
+// Sets the page's converters, or its state to what is missing.
+void openConverters(CodePage& page, Direction direction) noexcept {
+  const DoubleBytes doubleBytes = page.system->doubleBytes;
+  page.state = PageState::kReady;
+  if (doubleBytes != DoubleBytes::kOfTheSystem)
+    page.state = openFor(*findPage(932), direction, page.windows);
+  const bool needsOwn =
+      doubleBytes != DoubleBytes::kOf932InIso2022 || direction == Direction::kDecode;
+  if (page.state == PageState::kReady && needsOwn)
+    page.state = openFor(*page.system, direction, page.converter);
+}
+
+void setFunctions(CodePage& page) noexcept {
+  switch (page.system->doubleBytes) {
+    case DoubleBytes::kOf932InEuc:
+      page.decode = decodeEuc932;
+      page.encode = encodeEuc932;
       return;
-    }
-    if (errno != EINVAL) {
-      page.state = PageState::kNoMemory;
+    case DoubleBytes::kOf932InIso2022:
+      page.decode = decodeIso932;
+      page.encode = encodeIso932;
+      page.finish = finishIso932;
       return;
-    }
+    case DoubleBytes::kOfTheSystem:
+      const bool shifts = page.system->shifts != Shifts::kNone;
+      page.decode = shifts ? decodeShifting : decode;
+      page.encode = encode;
+      if (shifts) page.finish = finish;
   }
 }
 
-void close(void* converter) noexcept { iconv_close(static_cast<iconv_t>(converter)); }
-
-#else
-
-void openConverter(CodePage& page, Direction) noexcept { page.state = PageState::kNoConverter; }
-
-void close(void*) noexcept {}
-
-#endif
-
 }  // namespace
 
-void CloseConverter::operator()(void* converter) const noexcept { close(converter); }
+unsigned int encodeRun(const SystemConverter& converter, const unsigned int* characters,
+                       unsigned int n, ByteBlock& bytes) noexcept {
+  const ConverterStep step =
+      converter.convert(characters, n * sizeof(*characters), bytes.bytes + bytes.size,
+                        sizeof(bytes.bytes) - bytes.size);
+  bytes.size += static_cast<unsigned int>(step.given);
+  return static_cast<unsigned int>(step.taken / sizeof(*characters));
+}
+
+// glibc drops the tag characters in silence where a page does not have them.
+bool hasNoForm(const CodePage& page, unsigned int codePoint) noexcept {
+  const bool isTag = codePoint >> 7U == 0xE0000U >> 7U;
+  return codePoint == kMalformed || (isTag && !page.system->hasAllCharacters) ||
+         isStrayShift(page, codePoint);
+}
 
 CodePage findSystemPage(int number, Direction direction) noexcept {
   CodePage page;
   page.system = findPage(number);
   if (page.system == nullptr) return page;
   page.extendsAscii = page.system->extendsAscii;
-  openConverter(page, direction);
-#if DORVANE_HAS_ICONV
-  const bool shifts = page.system->shifts != Shifts::kNone;
-  page.decode = shifts ? decodeShifting : decode;
-  page.encode = encode;
-  if (shifts) page.finish = finish;
-#endif
+  openConverters(page, direction);
+  setFunctions(page);
   return page;
 }
 

@@ -1,22 +1,29 @@
 #ifndef DORVANE_SUPPORT_INTERNAL_SYSTEMPAGES_H
 #define DORVANE_SUPPORT_INTERNAL_SYSTEMPAGES_H
 
-#include <memory>
+#include "support/internal/SystemConverter.h"
 
-// The multi-byte pages of East Asia, which the C library's iconv converts. One of its converters
-// is opened for each conversion; nothing is loaded before.
+// The multi-byte pages of East Asia, which the C library's iconv converts. Its converters are
+// opened when the first text needs them; nothing is loaded before.
 
 namespace dorvane::internal {
 
+struct ByteBlock;
 struct CodePage;
-
-enum class Direction { kDecode, kEncode };
+class SourceText;
 
 /// How a page changes the meaning of the bytes that follow.
 enum class Shifts {
   kNone,
   kEscapes,  // ISO-2022: ESC, SO and SI belong to shift sequences and are no characters
   kTildes    // HZ
+};
+
+/// What the double bytes of a page are.
+enum class DoubleBytes {
+  kOfTheSystem,
+  kOf932InEuc,     // pairs of page 932 by arithmetic
+  kOf932InIso2022  // the same in seven bits
 };
 
 /// A page of the C library.
@@ -26,17 +33,25 @@ struct SystemPage {
   bool extendsAscii;  // as in CodePage
   Shifts shifts;
   bool hasAllCharacters;  // every Unicode character has a form
+  DoubleBytes doubleBytes;
 };
 
-struct CloseConverter {
-  void operator()(void* converter) const noexcept;
-};
-
-/// The state of one of the C library's converters.
-using SystemConverter = std::unique_ptr<void, CloseConverter>;
-
-/// The page of a number, with a converter for one direction.
+/// The page of a number, with the converters for one direction.
 CodePage findSystemPage(int number, Direction direction) noexcept;
+
+// ---- What the pages of the system share with those of JapanesePages.h
+
+/// Decodes a shift sequence or the character at the reader's place. Returns how many characters
+/// that were.
+unsigned int decodeOne(const CodePage& page, SourceText& source, unsigned int* codePoint) noexcept;
+
+/// Encodes characters up to the first that has no form. Returns how many.
+unsigned int encodeRun(const SystemConverter& converter, const unsigned int* characters,
+                       unsigned int n, ByteBlock& bytes) noexcept;
+
+/// True for what the system would write although the page does not have it, or not write in
+/// silence.
+bool hasNoForm(const CodePage& page, unsigned int codePoint) noexcept;
 
 }  // namespace dorvane::internal
 

@@ -14,6 +14,8 @@
 #include "harness/ProgramPages.h"
 #include "malloc/FailMalloc.h"
 #include "support/ContentCoding.h"
+#include "support/DataBuffer.h"
+#include "support/EncodingConvert.h"
 #include "support/LogBase.h"
 #include "support/LogNull.h"
 #include "support/XString.h"
@@ -182,6 +184,43 @@ TEST(XStringWithoutMalloc, CharactersAreReplacedOrNothingChanges) {
   bool done = false;
   expectSurvives([&] { done = string.replaceChar('\xB1', '\xB2'); },
                  [&] { EXPECT_STREQ(string.getUtf8(), done ? "/d/\uff72" : "/d/\uff71"); });
+}
+
+// ---- Former bugs ----
+
+// A page that has been used once in a thread needs no memory but that of the result.
+TEST(EncodingConvertWithoutMalloc, APageIsReadyAfterItsFirstUse) {
+  constexpr struct {
+    int from;
+    int to;
+    const char* text;
+    const char* converted;
+  } kCases[] = {
+      {65001, 932, "ab\u65e5cd", "ab\x93\xFA\x63\x64"},
+      {932, 65001, "ab\x93\xFA\x63\x64", "ab\u65e5cd"},
+      {50221, 65001, "\x1B(I1\x1B(B", "\uFF71"},
+      {51932, 54936, "\xC6\xFC", "\xC8\xD5"},
+      {949, 950, "\xF9\xD3", "\xBA\x7E"},
+  };
+  for (const auto& c : kCases) {
+    const auto* const bytes = reinterpret_cast<const unsigned char*>(c.text);
+    const auto n = static_cast<unsigned int>(std::strlen(c.text));
+    EncodingConvert converter;
+    LogNull log;
+    DataBuffer out;
+    ASSERT_TRUE(out.ensureBuffer(100));
+    ASSERT_TRUE(converter.EncConvert(c.from, c.to, bytes, n, out, log)) << c.from;
+    for (const auto mode : {FailMalloc::kOnce, FailMalloc::kFromThenOn}) {
+      out.clear();
+      FailMalloc fail(1, mode);
+      const bool done = converter.EncConvert(c.from, c.to, bytes, n, out, log);
+      const bool allocated = fail.stop();
+      EXPECT_TRUE(done) << c.from;
+      EXPECT_FALSE(allocated) << c.from;
+      EXPECT_EQ(std::string_view(reinterpret_cast<const char*>(out.getData2()), out.getSize()),
+                c.converted);
+    }
+  }
 }
 
 }  // namespace

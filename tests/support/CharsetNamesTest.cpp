@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <iconv.h>
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 
@@ -154,7 +155,7 @@ TEST(CharsetNames, AreKnownOnlyAsAWhole) {
       EXPECT_EQ(codePageOfCharset(other), 0) << other;
   }
   for (const std::string_view name :
-       {"", "-", "utf", "utf-", "utf-7", "utf-88", "iso-8859-", "iso-8859-12", "iso-8859-17", "cp",
+       {"", "-", "utf", "utf-", "utf-77", "utf-88", "iso-8859-", "iso-8859-12", "iso-8859-17", "cp",
         "windows-1259", "\xFF\xFF", "zzzzzzzzzzzzzzzzzzzzzzzzzzzzzzzz", "unknown-8bit", "0"})
     EXPECT_EQ(codePageOfCharset(name), 0) << name;
   EXPECT_EQ(codePageOfCharset({}), 0);
@@ -217,6 +218,112 @@ TEST(CharsetNames, MeanWhatTheSystemMeans) {
     iconv_close(system);
   }
   EXPECT_GT(compared, 10000);
+}
+
+// ---- Former bugs ----
+
+// The labels of the Encoding Standard of the WHATWG and the pages that they give; 0 for the
+// encodings that the library does not have. It reads iso-8859-1 and its kin as what they say.
+constexpr struct {
+  int page;
+  std::string_view labels;
+} kLabels[] = {
+    {0, "iso-2022-cn iso-2022-cn-ext replacement x-user-defined"},
+    {866, "866 cp866 csibm866 ibm866"},
+    {874, "dos-874 tis-620 windows-874"},
+    {932, "csshiftjis ms932 ms_kanji shift-jis shift_jis sjis windows-31j x-sjis"},
+    {936, "chinese csgb2312 csiso58gb231280 gb2312 gb_2312 gb_2312-80 gbk iso-ir-58 x-gbk"},
+    {949,
+     "cseuckr csksc56011987 euc-kr iso-ir-149 korean ks_c_5601-1987 ks_c_5601-1989 "
+     "ksc5601 ksc_5601 windows-949"},
+    {950, "big5 big5-hkscs cn-big5 csbig5 x-x-big5"},
+    {1200, "csunicode iso-10646-ucs-2 ucs-2 unicode unicodefeff utf-16 utf-16le"},
+    {1201, "unicodefffe utf-16be"},
+    {1250, "cp1250 windows-1250 x-cp1250"},
+    {1251, "cp1251 windows-1251 x-cp1251"},
+    {1252, "cp1252 windows-1252 x-cp1252"},
+    {1253, "cp1253 windows-1253 x-cp1253"},
+    {1254, "cp1254 windows-1254 x-cp1254"},
+    {1255, "cp1255 windows-1255 x-cp1255"},
+    {1256, "cp1256 windows-1256 x-cp1256"},
+    {1257, "cp1257 windows-1257 x-cp1257"},
+    {1258, "cp1258 windows-1258 x-cp1258"},
+    {10000, "csmacintosh mac macintosh x-mac-roman"},
+    {10017, "x-mac-cyrillic x-mac-ukrainian"},
+    {20127, "ansi_x3.4-1968 ascii us-ascii"},
+    {20866, "cskoi8r koi koi8 koi8-r koi8_r"},
+    {21866, "koi8-ru koi8-u"},
+    {28591,
+     "cp819 csisolatin1 ibm819 iso-8859-1 iso-ir-100 iso8859-1 iso88591 iso_8859-1 "
+     "iso_8859-1:1987 l1 latin1"},
+    {28592,
+     "csisolatin2 iso-8859-2 iso-ir-101 iso8859-2 iso88592 iso_8859-2 iso_8859-2:1987 "
+     "l2 latin2"},
+    {28593,
+     "csisolatin3 iso-8859-3 iso-ir-109 iso8859-3 iso88593 iso_8859-3 iso_8859-3:1988 "
+     "l3 latin3"},
+    {28594,
+     "csisolatin4 iso-8859-4 iso-ir-110 iso8859-4 iso88594 iso_8859-4 iso_8859-4:1988 "
+     "l4 latin4"},
+    {28595,
+     "csisolatincyrillic cyrillic iso-8859-5 iso-ir-144 iso8859-5 iso88595 iso_8859-5 "
+     "iso_8859-5:1988"},
+    {28596,
+     "arabic asmo-708 csiso88596e csiso88596i csisolatinarabic ecma-114 iso-8859-6 "
+     "iso-8859-6-e iso-8859-6-i iso-ir-127 iso8859-6 iso88596 iso_8859-6 "
+     "iso_8859-6:1987"},
+    {28597,
+     "csisolatingreek ecma-118 elot_928 greek greek8 iso-8859-7 iso-ir-126 iso8859-7 "
+     "iso88597 iso_8859-7 iso_8859-7:1987 sun_eu_greek"},
+    {28598,
+     "csiso88598e csisolatinhebrew hebrew iso-8859-8 iso-8859-8-e iso-ir-138 iso8859-8 "
+     "iso88598 iso_8859-8 iso_8859-8:1988 visual csiso88598i iso-8859-8-i logical"},
+    {28599,
+     "csisolatin5 iso-8859-9 iso-ir-148 iso8859-9 iso88599 iso_8859-9 iso_8859-9:1989 "
+     "l5 latin5"},
+    {28600, "csisolatin6 iso-8859-10 iso-ir-157 iso8859-10 iso885910 l6 latin6"},
+    {28601, "iso-8859-11 iso8859-11 iso885911"},
+    {28603, "iso-8859-13 iso8859-13 iso885913"},
+    {28604, "iso-8859-14 iso8859-14 iso885914"},
+    {28605, "csisolatin9 iso-8859-15 iso8859-15 iso885915 iso_8859-15 l9"},
+    {28606, "iso-8859-16"},
+    {50220, "csiso2022jp iso-2022-jp"},
+    {50225, "csiso2022kr iso-2022-kr"},
+    {51932, "cseucpkdfmtjapanese euc-jp x-euc-jp"},
+    {52936, "hz-gb-2312"},
+    {54936, "gb18030"},
+    {65001, "unicode-1-1-utf-8 unicode11utf8 unicode20utf8 utf-8 utf8 x-unicode20utf8"},
+};
+
+TEST(CharsetNames, KnowTheLabelsOfTheEncodingStandard) {
+  int known = 0;
+  for (const auto& entry : kLabels) {
+    for (std::size_t at = 0; at < entry.labels.size(); ++known) {
+      const std::size_t end = std::min(entry.labels.find(' ', at), entry.labels.size());
+      const std::string_view label = entry.labels.substr(at, end - at);
+      EXPECT_EQ(codePageOfCharset(label), entry.page) << label;
+      at = end + 1;
+    }
+  }
+  EXPECT_EQ(known, 228);
+}
+
+TEST(CharsetNames, KnowTheNamesThatMailUses) {
+  constexpr struct {
+    const char* name;
+    int page;
+  } kNames[] = {
+      {"eucgb2312_cn", 936},
+      {"big5_tw", 950},
+      {"big5-hkscs", 950},
+      {"big5hkscs", 950},
+      {"utf-7", 65000},
+      {"UTF7", 65000},
+      {"csUTF7", 65000},
+      {"unicode-1-1-utf-7", 65000},
+      {"x-unicode-2-0-utf-7", 65000},
+  };
+  for (const auto& name : kNames) EXPECT_EQ(codePageOfCharset(name.name), name.page) << name.name;
 }
 
 }  // namespace

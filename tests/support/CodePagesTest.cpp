@@ -10,6 +10,7 @@
 
 #include "harness/AllocationHook.h"
 #include "harness/BufferState.h"
+#include "harness/JisRows.h"
 #include "harness/Stopwatch.h"
 #include "support/DataBuffer.h"
 #include "support/EncodingConvert.h"
@@ -151,11 +152,12 @@ constexpr Page kSingleBytePages[] = {
     {864, "CP864"},         {865, "CP865"},         {866, "CP866"},         {869, "CP869"},
     {874, "CP874"},         {1250, "CP1250"},       {1251, "CP1251"},       {1252, "CP1252"},
     {1253, "CP1253"},       {1254, "CP1254"},       {1255, "CP1255"},       {1256, "CP1256"},
-    {1257, "CP1257"},       {1258, "CP1258"},       {20866, "KOI8-R"},      {21866, "KOI8-U"},
-    {28591, "ISO-8859-1"},  {28592, "ISO-8859-2"},  {28593, "ISO-8859-3"},  {28594, "ISO-8859-4"},
-    {28595, "ISO-8859-5"},  {28596, "ISO-8859-6"},  {28597, "ISO-8859-7"},  {28598, "ISO-8859-8"},
-    {28599, "ISO-8859-9"},  {28600, "ISO-8859-10"}, {28601, "ISO-8859-11"}, {28603, "ISO-8859-13"},
-    {28604, "ISO-8859-14"}, {28605, "ISO-8859-15"}, {28606, "ISO-8859-16"},
+    {1257, "CP1257"},       {1258, "CP1258"},       {10000, "MACINTOSH"},   {10017, "MAC-UK"},
+    {20866, "KOI8-R"},      {21866, "KOI8-U"},      {28591, "ISO-8859-1"},  {28592, "ISO-8859-2"},
+    {28593, "ISO-8859-3"},  {28594, "ISO-8859-4"},  {28595, "ISO-8859-5"},  {28596, "ISO-8859-6"},
+    {28597, "ISO-8859-7"},  {28598, "ISO-8859-8"},  {28599, "ISO-8859-9"},  {28600, "ISO-8859-10"},
+    {28601, "ISO-8859-11"}, {28603, "ISO-8859-13"}, {28604, "ISO-8859-14"}, {28605, "ISO-8859-15"},
+    {28606, "ISO-8859-16"},
 };
 
 // Where a page differs from the C library's on purpose.
@@ -165,8 +167,15 @@ constexpr struct {
   unsigned int codePoint;
 } kDifferences[] = {
     // The shared table of Windows-1252 gives the C1 controls to the bytes without a character.
-    {1252, 0x81, 0x81}, {1252, 0x8D, 0x8D}, {1252, 0x8F, 0x8F},
-    {1252, 0x90, 0x90}, {1252, 0x9D, 0x9D},
+    {1252, 0x81, 0x81},
+    {1252, 0x8D, 0x8D},
+    {1252, 0x8F, 0x8F},
+    {1252, 0x90, 0x90},
+    {1252, 0x9D, 0x9D},
+    // The newer tables of Apple, as in the Encoding Standard of the WHATWG.
+    {10000, 0xC6, 0x2206},
+    {10000, 0xF0, 0xF8FF},
+    {10017, 0xFF, 0x20AC},
 };
 
 // The character of a byte, in UTF-32; empty for none.
@@ -200,7 +209,7 @@ TEST(CodePages, DecodeEachByteAsTheSystemDoes) {
     expectExact(page.number, kUtf32Le, bytes, characters);
     expectExact(kUtf32Le, page.number, characters, bytes);
   }
-  EXPECT_EQ(checked, 43 * 256);
+  EXPECT_EQ(checked, 45 * 256);
 }
 
 // The C library also writes a base and a mark for what 1255 and 1258 have in no other way; here
@@ -250,12 +259,11 @@ TEST(CodePages, EndWhereTheirNeighboursBegin) {
 
 // ---- East Asia ----------------------------------------------------------------------------------
 
-// The pages without shift sequences.
+// The pages without shift sequences that the C library has as they are.
 constexpr Page kMultiBytePages[] = {
-    {932, "CP932"},       {936, "CP936"},    {949, "CP949"},    {950, "CP950"},
-    {1361, "JOHAB"},      {20932, "EUC-JP"}, {20936, "EUC-CN"}, {20949, "EUC-KR"},
-    {51932, "EUC-JP-MS"}, {51936, "EUC-CN"}, {51949, "EUC-KR"}, {51950, "EUC-TW"},
-    {54936, "GB18030"},
+    {932, "CP932"},    {936, "CP936"},    {949, "CP949"},    {950, "CP950"},
+    {1361, "JOHAB"},   {20932, "EUC-JP"}, {20936, "EUC-CN"}, {20949, "EUC-KR"},
+    {51936, "EUC-CN"}, {51949, "EUC-KR"}, {51950, "EUC-TW"}, {54936, "GB18030"},
 };
 
 std::string fromHex(std::string_view digits) {
@@ -398,7 +406,8 @@ struct Decoded {
 
 // The rule of malformed characters told once more: the shortest beginning with which no character
 // begins, but without the first ASCII byte in it and what follows.
-Decoded decodeOneByOne(System& decoder, std::string_view text) {
+template <class Decoder>
+Decoded decodeOneByOne(Decoder& decoder, std::string_view text) {
   Decoded result;
   std::string one;
   for (std::size_t at = 0; at < text.size();) {
@@ -421,22 +430,27 @@ Decoded decodeOneByOne(System& decoder, std::string_view text) {
   return result;
 }
 
-TEST(CodePages, AgreeWithASlowDecoderOnHostileBytes) {
+template <class Decoder>
+void expectLikeSlowDecoder(int page, Decoder& decoder) {
   std::string alphabet = "\\~A\n0123";
   for (int byte = 0x80; byte < 0x100; byte += 3) alphabet += static_cast<char>(byte);
   alphabet += "\x81\x8E\x8F\xA1\xFE\xFF\x80\xFD";
+  for (unsigned int seed = 0; seed < 60; ++seed) {
+    const std::string text = harness::randomText(seed, seed < 50 ? seed : 1500, alphabet);
+    const Decoded expected = decodeOneByOne(decoder, text);
+    const Result result = convert(page, kUtf32Le, text);
+    EXPECT_TRUE(result.bytes == expected.utf32) << page << testing::PrintToString(text);
+    EXPECT_EQ(result.done, expected.malformed == 0);
+    EXPECT_EQ(result.characters, expected.malformed) << page;
+    EXPECT_EQ(result.firstOffset, expected.first) << page;
+  }
+}
+
+TEST(CodePages, AgreeWithASlowDecoderOnHostileBytes) {
   for (const Page& page : kMultiBytePages) {
     System decoder("UTF-32LE", page.name);
     ASSERT_TRUE(decoder.exists());
-    for (unsigned int seed = 0; seed < 60; ++seed) {
-      const std::string text = harness::randomText(seed, seed < 50 ? seed : 1500, alphabet);
-      const Decoded expected = decodeOneByOne(decoder, text);
-      const Result result = convert(page.number, kUtf32Le, text);
-      EXPECT_TRUE(result.bytes == expected.utf32) << page.name << testing::PrintToString(text);
-      EXPECT_EQ(result.done, expected.malformed == 0);
-      EXPECT_EQ(result.characters, expected.malformed) << page.name;
-      EXPECT_EQ(result.firstOffset, expected.first) << page.name;
-    }
+    expectLikeSlowDecoder(page.number, decoder);
   }
 }
 
@@ -514,8 +528,7 @@ TEST(CodePages, ReadHalfWidthKatakanaInIso2022) {
   for (const int page : {50220, 50221, 50222}) {
     expectExact(page, kUtf8, "\x1B(I1\x1B(B", "\xEF\xBD\xB1");
     expectExact(page, kUtf8, "a\x1B(I1\x1B$B%=\x1B(Bz", "a\xEF\xBD\xB1\xE3\x82\xBDz");
-    expectExact(page, kUtf8, "\x1B$(D0!\x1B(B", "\xE4\xB8\x82");  // JIS X 0212
-    expectFaults(kUtf8, page, "a\xEF\xBD\xB1z", "a?z", 1, 1);
+    expectExact(page, kUtf8, "\x1B$(D0!\x1B(B", "\xE4\xB8\x82");    // JIS X 0212
     expectFaults(kUtf8, page, "\xC3\xA9\xE4\xB8\x82", "??", 2, 0);  // no other sets are written
   }
 }
@@ -530,8 +543,10 @@ TEST(CodePages, TakeStrayShiftsInIso2022ForMalformed) {
     expectFaults(page, kUtf8, "\x1Bxyz", r + "xyz", 1, 0);
     expectFaults(page, kUtf8, "x\x1B", "x" + r, 1, 1);
   }
-  for (const int page : {50220, 50221, 50222}) {
+  for (const int page : {50220, 50221})
     expectFaults(page, kUtf8, "\x0E\x31\x0F", r + "1" + r, 2, 0);
+  expectFaults(50222, kUtf8, "\x0F\x31\x0E", r + "1", 1, 0);
+  for (const int page : {50220, 50221, 50222}) {
     expectFaults(kUtf8, page, "a\x1B$B\x0E\x0F", "a?$B??", 3, 1);
     expectFaults(page, 1252, "\x1B(Z", "?(Z", 1, 0);
   }
@@ -573,6 +588,290 @@ TEST(CodePages, SayThatTheSystemLacksAPage) {
     EXPECT_STREQ(log.errorAt(0),
                  "The system has no converter for code page 52936; the bytes are passed through");
     EXPECT_EQ(logged(log, from ? "fromCodePage" : "toCodePage"), 52936);
+  }
+}
+
+// ---- Former bugs --------------------------------------------------------------------------------
+
+// The character of a double byte of JIS X 0208 as Windows reads it; 0 for none. Rows and cells
+// count from 1.
+unsigned int jisCharacter(int row, int cell) {
+  for (const harness::JisRow& jis : harness::kJisRows)
+    if (jis.number == row) return jis.of[cell - 1];
+  return 0;
+}
+
+// A double byte, with `base` added to its row and cell.
+std::string doubleByte(int row, int cell, int base) {
+  return {static_cast<char>(row + base), static_cast<char>(cell + base)};
+}
+
+std::string inEuc(int row, int cell) { return doubleByte(row, cell, 0xA0); }
+std::string inIso2022(int row, int cell) {
+  return "\x1B$B" + doubleByte(row, cell, 0x20) + "\x1B(B";
+}
+
+bool isReadOnly(int row, int cell) {
+  return std::any_of(std::begin(harness::kJisReadOnly), std::end(harness::kJisReadOnly),
+                     [=](const int(&place)[2]) { return place[0] == row && place[1] == cell; });
+}
+
+constexpr int kIso2022Japan[] = {50220, 50221, 50222};
+
+TEST(CodePages, ReadTheDoubleBytesOfJapanAsWindowsDoes) {
+  std::string euc;
+  std::string characters;
+  for (int row = 1; row <= 94; ++row) {
+    for (int cell = 1; cell <= 94; ++cell) {
+      const unsigned int character = jisCharacter(row, cell);
+      if (character == 0) {
+        expectFaults(51932, kUtf32Le, inEuc(row, cell), utf32(0xFFFD), 1, 0);
+        for (const int page : kIso2022Japan)
+          expectFaults(page, kUtf32Le, inIso2022(row, cell), utf32(0xFFFD), 1, 3);
+        continue;
+      }
+      euc += inEuc(row, cell);
+      characters += utf32(character);
+      expectExact(51932, kUtf32Le, inEuc(row, cell), utf32(character));
+      for (const int page : kIso2022Japan)
+        expectExact(page, kUtf32Le, inIso2022(row, cell), utf32(character));
+    }
+  }
+  expectExact(51932, kUtf32Le, euc, characters);
+  std::string jis = "\x1B$B";
+  for (const char c : euc) jis += static_cast<char>(c & 0x7F);
+  for (const int page : kIso2022Japan) expectExact(page, kUtf32Le, jis + "\x1B(B", characters);
+}
+
+TEST(CodePages, WriteTheDoubleBytesOfJapanAsWindowsDoes) {
+  int written = 0;
+  for (const harness::JisRow& row : harness::kJisRows) {
+    for (int cell = 1; cell <= 94; ++cell) {
+      const unsigned int character = row.of[cell - 1];
+      if (character == 0 || isReadOnly(row.number, cell)) continue;
+      ++written;
+      expectExact(kUtf32Le, 51932, utf32(character), inEuc(row.number, cell));
+      for (const int page : kIso2022Japan)
+        expectExact(kUtf32Le, page, utf32(character), inIso2022(row.number, cell));
+    }
+  }
+  EXPECT_EQ(written, 7326);
+}
+
+// The characters that these pages share with JIS X 0208 keep their place under both names.
+TEST(CodePages, WriteBothNamesOfTheSignsOfJapan) {
+  constexpr struct {
+    unsigned int windows;
+    unsigned int jis;
+    int row;
+    int cell;
+  } signs[] = {{0xFF5E, 0x301C, 1, 33}, {0x2225, 0x2016, 1, 34}, {0xFF0D, 0x2212, 1, 61},
+               {0xFFE0, 0xA2, 1, 81},   {0xFFE1, 0xA3, 1, 82},   {0xFFE2, 0xAC, 2, 44},
+               {0x2015, 0x2014, 1, 29}};
+  for (const auto& sign : signs) {
+    for (const unsigned int character : {sign.windows, sign.jis}) {
+      expectExact(kUtf32Le, 51932, utf32(character), inEuc(sign.row, sign.cell));
+      for (const int page : kIso2022Japan)
+        expectExact(kUtf32Le, page, utf32(character), inIso2022(sign.row, sign.cell));
+    }
+  }
+}
+
+// 51932 character by character: the double bytes by the table, the rest by the C library.
+class WindowsEuc {
+ public:
+  bool convert(std::string_view text, std::string& out) {
+    if (!isDoubleByte(text[0])) {
+      if (!m_system.convert(text, out)) return false;
+      return !isPrivateUse(out) || isMalformed();
+    }
+    if (text.size() == 1) errno = EINVAL;
+    if (text.size() == 1) return false;
+    const unsigned int character = isDoubleByte(text[1])
+                                       ? jisCharacter(static_cast<unsigned char>(text[0]) - 0xA0,
+                                                      static_cast<unsigned char>(text[1]) - 0xA0)
+                                       : 0;
+    out = utf32(character);
+    return character != 0 || isMalformed();
+  }
+
+ private:
+  static bool isDoubleByte(char c) { return static_cast<unsigned char>(c) > 0xA0 && c != '\xFF'; }
+  static bool isPrivateUse(std::string_view character) {
+    const auto high = static_cast<unsigned char>(character[1]);
+    return high >= 0xE0 && high <= 0xF8 && character[2] == 0;
+  }
+  static bool isMalformed() {
+    errno = EILSEQ;
+    return false;
+  }
+
+  System m_system{"UTF-32LE", "EUC-JP-MS"};
+};
+
+TEST(CodePages, AgreeWithASlowDecoderOnHostileBytesIn51932) {
+  WindowsEuc decoder;
+  expectLikeSlowDecoder(51932, decoder);
+  std::string ascii;
+  for (unsigned int c = 0; c < 0x80; ++c) ascii += static_cast<char>(c);
+  expectExact(51932, kUtf8, ascii, ascii);
+  expectExact(kUtf8, 51932, ascii, ascii);
+}
+
+TEST(CodePages, HaveNoPrivateUseInTheJapanesePages) {
+  for (unsigned int c = 0xE000; c <= 0xF8FF; ++c) {
+    expectFaults(kUtf32Le, 51932, utf32(c), "?", 1, 0);
+    for (const int page : kIso2022Japan) expectFaults(kUtf32Le, page, utf32(c), "?", 1, 0);
+  }
+  for (int row = 85; row <= 94; ++row)
+    for (int cell = 1; cell <= 94; ++cell)
+      expectFaults(51932, kUtf32Le, '\x8F' + inEuc(row, cell), utf32(0xFFFD), 1, 0);
+}
+
+// What 51932 has besides: half-width katakana, JIS X 0212 and the C1 controls.
+TEST(CodePages, KeepWhatElse51932Has) {
+  System encoder("EUC-JP-MS", "UTF-32LE");
+  System decoder("UTF-32LE", "EUC-JP-MS");
+  ASSERT_TRUE(encoder.exists() && decoder.exists());
+  int more = 0;
+  std::string bytes;
+  for (unsigned int c = 0x80; c < 0x10000; ++c) {
+    if (c >= 0xD800 && c <= 0xF8FF) continue;
+    if (!encoder.convert(utf32(c), bytes)) continue;
+    const bool isDouble = static_cast<unsigned char>(bytes[0]) > 0xA0;
+    if (isDouble || convert(kUtf32Le, 932, utf32(c)).bytes != "?") continue;
+    expectExact(kUtf32Le, 51932, utf32(c), bytes);
+    std::string read;  // two characters may share a form
+    ASSERT_TRUE(decoder.convert(bytes, read));
+    expectExact(51932, kUtf32Le, bytes, read);
+    ++more;
+  }
+  EXPECT_GT(more, 5700);
+  for (unsigned int c = 0xFF61; c <= 0xFF9F; ++c) {
+    const std::string katakana = {'\x8E', static_cast<char>(c - 0xFEC0)};
+    expectExact(kUtf32Le, 51932, utf32(c), katakana);
+    expectExact(51932, kUtf32Le, katakana, utf32(c));
+  }
+  expectExact(51932, 932, "a\x8E\xB1\xA5\xBD\x8E\xB2z", "a\xB1\x83\x5C\xB2z");
+  expectExact(932, 51932, "a\xB1\x83\x5C\xB2z", "a\x8E\xB1\xA5\xBD\x8E\xB2z");
+}
+
+// 50220 has no half-width katakana, 50221 shifts to them with an escape and 50222 with SO.
+TEST(CodePages, WriteHalfWidthKatakanaInIso2022) {
+  for (unsigned int c = 0xFF61; c <= 0xFF9F; ++c) {
+    const std::string byte(1, static_cast<char>(c - 0xFF40));
+    expectFaults(kUtf32Le, 50220, utf32(c), "?", 1, 0);
+    expectExact(kUtf32Le, 50221, utf32(c), "\x1B(I" + byte + "\x1B(B");
+    expectExact(kUtf32Le, 50222, utf32(c), "\x0E" + byte + "\x0F");
+    expectExact(50222, kUtf32Le, "\x0E" + byte + "\x0F", utf32(c));
+    for (const int page : kIso2022Japan)
+      expectExact(page, kUtf32Le, "\x1B(I" + byte + "\x1B(B", utf32(c));
+  }
+  const std::string mixed = "a\uFF71\uFF72\u30BD\uFF73b\u30BD";
+  const std::string escaped = "a\x1B(I12\x1B$B%=\x1B(I3\x1B(Bb\x1B$B%=\x1B(B";
+  const std::string shifted = "a\x0E\x31\x32\x0F\x1B$B%=\x0E\x33\x0F\x1B(Bb\x1B$B%=\x1B(B";
+  expectExact(kUtf8, 50221, mixed, escaped);
+  expectExact(50221, kUtf8, escaped, mixed);
+  expectExact(kUtf8, 50222, mixed, shifted);
+  expectExact(50222, kUtf8, shifted, mixed);
+  expectFaults(50222, kUtf8, "\x0E\x60\xB1\x0Fz", "\uFFFD\uFFFDz", 2, 1);
+}
+
+TEST(CodePages, WriteTheYenAndOverlineOfJisRoman) {
+  for (const int page : kIso2022Japan) {
+    const std::string text = "a\u00A5\u203E\u30BD\u00A5";
+    const std::string bytes = "a\x1B(J\\~\x1B$B%=\x1B(J\\\x1B(B";
+    expectExact(kUtf8, page, text, bytes);
+    expectExact(page, kUtf8, bytes, text);
+  }
+}
+
+// ---- UTF-7
+
+constexpr int kUtf7 = 65000;
+
+TEST(CodePages, ReadUtf7) {
+  constexpr struct {
+    const char* text;
+    const char* utf8;
+  } kCases[] = {
+      // RFC 2152
+      {"A+ImIDkQ.", "A\u2262\u0391."},
+      {"Hi Mom -+Jjo--!", "Hi Mom -\u263A-!"},
+      {"+ZeVnLIqe-", "\u65e5\u672c\u8a9e"},
+      {"Item 3 is +AKM-1.", "Item 3 is \u00a31."},
+      {"+-", "+"},
+      {"+--", "+-"},
+      {"a+-b+AOk-c+AOk", "a+b\u00e9c\u00e9"},
+      {"+AOkA6A", "\u00e9\u00e8"},
+      {"+2D3eAA", "\U0001F600"},
+      {"+AGEAYgBj.", "abc."},
+      {"~\\", "~\\"},
+  };
+  for (const auto& c : kCases) expectExact(kUtf7, kUtf8, c.text, c.utf8);
+}
+
+TEST(CodePages, FindWhatIsMalformedInUtf7) {
+  const std::string r = "\xEF\xBF\xBD";
+  const struct {
+    std::string text;
+    std::string expected;
+    long count;
+    long offset;
+  } cases[] = {
+      {"a+", "a" + r, 1, 1},
+      {"+!", r + "!", 1, 0},
+      {"a\xE9z", "a" + r + "z", 1, 1},
+      {"+A", r, 1, 1},
+      {"+AG-x", r + "x", 1, 2},
+      {"+AGF-x", r + "x", 1, 3},        // the bits that are left are not 0
+      {"+AGEA.", "a" + r + ".", 1, 4},  // six of them
+      {"+2D0-x", r + "x", 1, 3},        // half a pair
+      {"+2D0AYQ-x", r + "ax", 1, 6},
+      {"+3gA-x", r + "x", 1, 3},
+      {"+2D3YPd4A-", r + "\U0001F600", 1, 6},
+      {"+AG\xE9", r + r, 2, 2},
+  };
+  for (const auto& c : cases) expectFaults(kUtf7, kUtf8, c.text, c.expected, c.count, c.offset);
+}
+
+TEST(CodePages, ReadInUtf7WhatTheSystemWrites) {
+  System encoder("UTF-7", "UTF-32LE");
+  ASSERT_TRUE(encoder.exists());
+  for (unsigned int c = 0; c < 0x110000; c += c < 0x3000 ? 1 : 61) {
+    if (c >= 0xD800 && c <= 0xDFFF) continue;
+    const std::string text = utf32('x') + utf32(c) + utf32(c) + utf32('1') + utf32(c);
+    std::string bytes;
+    ASSERT_TRUE(encoder.convert(text, bytes)) << c;
+    expectExact(kUtf7, kUtf32Le, bytes, text);
+  }
+}
+
+TEST(CodePages, WriteNoUtf7) {
+  DataBuffer out;
+  LogBase log;
+  EXPECT_FALSE(convertInto(kUtf8, kUtf7, "a+b", out, log));
+  EXPECT_STREQ(log.errorAt(0), "Unknown code page; the bytes are passed through");
+  EXPECT_EQ(contentOf(out), "a+b");
+}
+
+// A pair that the C library takes and gives nothing for.
+TEST(CodePages, LoseNoPairInSilence) {
+  const std::string r = "\xEF\xBF\xBD";
+  expectFaults(949, kUtf8, "\xA2\xE8", r, 1, 0);
+  expectFaults(949, kUtf8, "ab\xA2\xE8\xC7\xD1", "ab" + r + "\xED\x95\x9C", 1, 2);
+  expectExact(949, kUtf8, "\xB0\xA2\xE8\xB3",
+              convert(949, kUtf8, "\xB0\xA2").bytes + convert(949, kUtf8, "\xE8\xB3").bytes);
+  for (const Page& page : kMultiBytePages) {
+    for (int lead = 0x80; lead < 0x100; ++lead) {
+      for (int trail = 0; trail < 0x100; ++trail) {
+        const std::string pair = {static_cast<char>(lead), static_cast<char>(trail)};
+        const Result alone = convert(page.number, kUtf32Le, pair);
+        EXPECT_FALSE(alone.bytes.empty()) << page.name << testing::PrintToString(pair);
+        const Result inside = convert(page.number, kUtf32Le, "a" + pair + "z");
+        EXPECT_GE(inside.bytes.size(), alone.done ? 12U : 8U) << testing::PrintToString(pair);
+      }
+    }
   }
 }
 
