@@ -1189,7 +1189,8 @@ class StringBuffer : public NonRefCountedObj {
   void replaceCharUtf8(char from, char to);
 
   /// Decodes MIME encoded words (RFC 2047) to UTF-8; always true. Words that cannot be decoded
-  /// stay. Deliberate:
+  /// stay. Raw bytes in a Q word and folds inside words are decoded, a word with a "?" in its text
+  /// is not: the rules are those of ContentCoding::QB_DecodeToUtf8(). Deliberate:
   /// - A Q word that comes out of a B word is decoded, too.
   /// - CR, LF and NUL come out of a word as they are, so that it can add a field to a header.
   bool qbDecode(LogBase& log);

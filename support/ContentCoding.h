@@ -28,10 +28,17 @@ class ContentCoding {
   ///   only before a space or TAB) is dropped between words that are both decoded. Adjacent words
   ///   of one charset are joined before they are converted, so that a character may be split
   ///   between them.
-  /// - Accepted beyond the RFC: an empty word, a space or TAB inside one, missing or surplus
-  ///   padding. A language suffix of the charset (RFC 2231, section 5) is ignored.
+  /// - Accepted beyond the RFC: an empty word, a space, a TAB or a fold inside one (the line end of
+  ///   a fold is dropped), bytes of 0x80 and above in a Q word, which stand for themselves, missing
+  ///   or surplus padding. A language suffix of the charset (RFC 2231, section 5) is ignored.
   /// - A word with an unknown charset or encoding, or malformed, is left as it is, byte for byte.
-  ///   Where the bytes of a decoded word are malformed in its charset, U+FFFD stands.
+  ///   Where the bytes of a decoded word are malformed in its charset, U+FFFD stands. A Q or B word
+  ///   with a "?" in its text is malformed; it ends at the next "?=", unless a "=?" or a line end
+  ///   that is no fold comes first, which makes it no word at all.
+  /// - The charsets are those that EncodingConvert has pages for, by the names of IANA, of the
+  ///   Encoding Standard of the WHATWG and of Windows. "gb2312" and the like mean the page that
+  ///   extends them (936), and "big5-hkscs" means 950, where the additions of Hong Kong are
+  ///   malformed. Unknown are iso-2022-cn, iso-2022-cn-ext, replacement and x-user-defined.
   /// - In a charset that leaves the byte order open (as UTF-16, RFC 2781, section 4.3), a word may
   ///   begin with a byte-order mark, which is obeyed and dropped, and holds for the words that are
   ///   joined to it. Deliberate: without a mark they are little-endian, as their code page says,

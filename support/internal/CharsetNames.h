@@ -6,8 +6,9 @@
 namespace dorvane::internal {
 
 /// The number of the code page that a charset name of MIME stands for, without regard to case; 0
-/// for a name that is not known. Knows the IANA names and the usual aliases of every page that
-/// EncodingConvert converts. Cost: a binary search.
+/// for a name that is not known. Knows the IANA names, the labels of the Encoding Standard of the
+/// WHATWG and the usual aliases of every page that EncodingConvert converts. "utf-7" gives a page
+/// that is read and never written. Cost: a binary search.
 int codePageOfCharset(std::string_view name) noexcept;
 
 /// True for the name of a page, as codePageOfCharset() gives it, that is one of UTF-16, UTF-32,

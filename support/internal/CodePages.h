@@ -101,7 +101,8 @@ struct CodePage {
 
   /// Fills the block with the next characters, until it holds `limit` or the source is at its
   /// end; each takes at least one byte. A page with shift sequences gives one character at a time,
-  /// or none for such a sequence; any other gives the same again from the same place.
+  /// or none for such a sequence, or one that takes nothing more for what has been taken before;
+  /// any other gives the same again from the same place.
   void (*decode)(const CodePage& page, SourceText& source, CharacterBlock& characters,
                  unsigned int limit) noexcept = nullptr;
 

@@ -104,9 +104,9 @@ bool isQOrB(const Word& word) noexcept {
   return encodingOf(word) == 'q' || encodingOf(word) == 'b';
 }
 
-// Cuts the text of a word and the "?=" behind it off the front of `rest`; false when no "?=" ends
-// it. In a Q or B word a "?" does not end the text, though it makes the word malformed, unless
-// another word begins there.
+// Cuts the text of a word, folds included, and the "?=" behind it off the front of `rest`; false
+// when no "?=" ends it. In a Q or B word a "?" does not end the text, though it makes the word
+// malformed, unless another word begins there.
 bool takeEncoded(std::string_view& rest, Word& word) noexcept {
   const std::string_view text = rest;
   for (;;) {

@@ -82,9 +82,10 @@ void encode(const CodePage& page, const CharacterBlock& block, ByteBlock& bytes,
   constexpr unsigned char kSubstitute = '?';
   ByteBlock in932;
   bytes.size = 0;
+  unsigned int end = 0;  // of the characters that 932 may have
   for (unsigned int i = 0; i < block.size;) {
-    unsigned int end = i;
-    while (end < block.size && Form::isIn932(page, block.codePoints[end])) ++end;
+    if (i >= end)
+      for (end = i; end < block.size && Form::isIn932(page, block.codePoints[end]);) ++end;
     in932.size = 0;
     i += encodeRun(page.windows, block.codePoints + i, end - i, in932);
     for (unsigned int at = 0; at < in932.size;) at += Form::put(page, in932.bytes + at, bytes);

@@ -13,14 +13,14 @@ struct CodePage;
 class SourceText;
 
 /// How a page changes the meaning of the bytes that follow.
-enum class Shifts {
+enum class Shifts : unsigned char {
   kNone,
   kEscapes,  // ISO-2022: ESC, SO and SI belong to shift sequences and are no characters
   kTildes    // HZ
 };
 
 /// What the double bytes of a page are.
-enum class DoubleBytes {
+enum class DoubleBytes : unsigned char {
   kOfTheSystem,
   kOf932InEuc,     // pairs of page 932 by arithmetic
   kOf932InIso2022  // the same in seven bits
