@@ -43,8 +43,8 @@ class LogBase;
 ///   and cell, with NEC's rows 13 and 89 to 92 and the full-width forms of 932 (U+FF5E). IBM's
 ///   characters are written in the rows of NEC; the names of JIS for the same signs (U+301C) are
 ///   written, too. Private-use code points are never read and have no form.
-/// - Half-width katakana: 50221 writes them behind ESC "(I" and 50222 between SO and SI, which it
-///   reads, too. 50220 has none to write, and all three read them behind ESC "(I". JIS X 0212 is
+/// - Half-width katakana: 50221 writes them after ESC "(I" and 50222 between SO and SI, which it
+///   reads, too. 50220 has none to write, and all three read them after ESC "(I". JIS X 0212 is
 ///   read by all four pages and written by 51932.
 ///
 /// A converter of the C library is opened when a thread first reads or writes such a page, and kept

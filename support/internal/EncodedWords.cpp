@@ -43,7 +43,7 @@ using dorvane::internal::Misfits;
 namespace {
 
 // No charset or encoding holds a "?", and reading a text ends where another word may begin. The
-// next word to try therefore begins behind the parts that have been read, or in the last of them:
+// next word to try therefore begins after the parts that have been read, or in the last of them:
 // no byte is read more than a few times.
 constexpr ByteSet kTokenBytes = ByteSet::range(0x21, 0x7E) & ~ByteSet::of("?");
 constexpr ByteSet kEncodedBytes = kTokenBytes | ByteSet::range(0x80, 0xFF) | ByteSet::of(" \t");
@@ -104,7 +104,7 @@ bool isQOrB(const Word& word) noexcept {
   return encodingOf(word) == 'q' || encodingOf(word) == 'b';
 }
 
-// Cuts the text of a word, folds included, and the "?=" behind it off the front of `rest`; false
+// Cuts the text of a word, folds included, and the "?=" after it off the front of `rest`; false
 // when no "?=" ends it. In a Q or B word a "?" does not end the text, though it makes the word
 // malformed, unless another word begins there.
 bool takeEncoded(std::string_view& rest, Word& word) noexcept {

@@ -476,7 +476,7 @@ TEST(EncodedWords, CountsWordsWithQuestionMarksAndRawBytesInBase64) {
   expectFaults("=?utf-8?Q?\xE9?=", "\uFFFD", "1", "0");
 }
 
-// A "?=" that is not of the same header, or behind the beginning of another word, ends no word.
+// A "?=" that is not of the same header, or after the beginning of another word, ends no word.
 TEST(EncodedWords, EndsNoWordElsewhere) {
   const std::string withNul = "=?utf-8?Q?a?\0?="s;
   const Sample noWords[] = {
