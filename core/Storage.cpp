@@ -218,13 +218,6 @@ void StringBuffer::replaceByBlock(unsigned char* block, unsigned int capacity,
   endAt(length);
 }
 
-void StringBuffer::emptyForOutput() {
-  if (m_secure)
-    clear();
-  else
-    weakClear();
-}
-
 // ---- Storage primitives ----
 
 // A buffer that looks dead is not judged, nor the length of one whose storage was just released.

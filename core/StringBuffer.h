@@ -1430,24 +1430,14 @@ class StringBuffer : public NonRefCountedObj {
   // new content; the extend size stays.
   void replaceByBlock(unsigned char* block, unsigned int capacity, unsigned int length);
 
-  // Empties an output parameter: its block serves the next call, unless it holds a secret.
-  void emptyForOutput();
 
   // What several members of a family share.
 
   // Replaces the bytes from `at` up to `tail`, which runs to the end of the text or the content.
   bool replaceRange(unsigned int at, std::string_view tail, const char* replacement);
-  // Replaces all matches, which are `size` bytes long; `find` answers the first one in a text, or
-  // null.
-  template <class Find>
-  unsigned int replaceAll(std::size_t size, const char* replacement, const Find& find);
   // Replace in place: each byte `from` of the content; each match in the text.
   unsigned int replaceByte(char from, char to) noexcept;
   unsigned int replaceWithByte(std::string_view needle, char to) noexcept;
-  // Removes the bytes behind `start` that are not in the set; returns how many.
-  unsigned int keepOnly(const dorvane::internal::ByteSet& kept, unsigned int start) noexcept;
-  // Removes a byte behind `start`; returns how often it was there.
-  unsigned int removeByte(char ch, unsigned int start) noexcept;
   // Replaces each byte of the content that is one of the n bytes of a set.
   void replaceBytesOf(const char* set, unsigned int n, char to) noexcept;
   template <unsigned int kNeeded, class Set>
@@ -1456,12 +1446,6 @@ class StringBuffer : public NonRefCountedObj {
                   "the set has too few bytes; repeat one to fill it");
     replaceBytesOf(set, kNeeded, to);
   }
-  // Appends the run of the set's bytes at the start of a text; returns its length.
-  unsigned int capture(const dorvane::internal::ByteSet& set, const char* text);
-  // The bytes of a field's new value; this buffer or a dead one counts as nothing.
-  std::string_view fieldBytes(const StringBuffer& value) const noexcept;
-  // Makes room for a content of that many bytes and its NUL.
-  bool makeRoomInAll(std::uint64_t total);
   // Percent-encodes all bytes that are not in the set.
   bool percentEncode(const dorvane::internal::ByteSet& kept);
   // Decodes the references of some rows of their table in place; returns how many.
@@ -1472,8 +1456,6 @@ class StringBuffer : public NonRefCountedObj {
   void decodeNumbers(const NumberAt& numberAt, const Encode& encode);
   // Appends a text that does not lie in this buffer, its addresses made links.
   bool appendLinked(std::string_view text);
-  // Removes bytes from the end and appends a text.
-  void changeEnding(unsigned int removed, const char* added);
   unsigned char m_magic = kMagic;
   bool m_secure = false;
   char* m_data = m_inline;

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "core/StringBuffer.h"
+#include "core/internal/BufferAccess.h"
 #include "support/ByteSet.h"
 #include "support/dvString.h"
 #include "support/internal/Ascii.h"
@@ -13,9 +14,10 @@
 #include "text/internal/ByteClasses.h"
 
 using dorvane::internal::asciiLower;
+using dorvane::internal::BufferAccess;
 using dorvane::internal::ByteSet;
-using dorvane::internal::findBytes;
-using dorvane::internal::findBytesNoCase;
+using dorvane::internal::findOffset;
+using dorvane::internal::findOffsetNoCase;
 using dorvane::internal::isAscii;
 using dorvane::internal::kAddressBytes;
 using dorvane::internal::kDigits;
@@ -27,6 +29,11 @@ using dorvane::internal::kWordBytes;
 namespace {
 
 constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
+constexpr std::size_t kNone = std::string_view::npos;
+
+std::string_view contentOf(const StringBuffer& buffer) { return BufferAccess(buffer).content(); }
+
+std::string_view textOf(const StringBuffer& buffer) { return BufferAccess(buffer).text(); }
 
 // Number of bytes at the start of two texts of n bytes that are equal but for the case of ASCII
 // letters. Whole blocks are compared without a branch, which compilers make vector instructions.
@@ -86,9 +93,16 @@ bool endsWithText(std::string_view content, const char* text, CompareN compareN)
          compareWithText(content.substr(content.size() - n), text, n, compareN) == 0;
 }
 
-int offsetOf(const char* match, std::string_view text) {
-  if (match == nullptr || match - text.data() > std::numeric_limits<int>::max()) return -1;
-  return static_cast<int>(match - text.data());
+// An offset as callers see it: -1 also for one that no int can hold.
+int asIndex(std::size_t offset) {
+  return offset > std::numeric_limits<int>::max() ? -1 : static_cast<int>(offset);
+}
+
+bool haveEqualText(const StringBuffer& a, const StringBuffer& b, CompareN compareN) {
+  if (a.getSize() != b.getSize()) return false;
+  const std::string_view x = contentOf(a);
+  const std::string_view y = contentOf(b);
+  return compareN(x.data(), y.data(), std::min(x.size(), y.size())) == 0;
 }
 
 // The bytes that a `limit` of a class test asks for: 0 means all.
@@ -98,6 +112,10 @@ std::string_view limited(std::string_view content, unsigned int limit) {
 
 bool allIn(const ByteSet& set, std::string_view bytes) {
   return set.findFirstNotIn(bytes.data(), bytes.size()) == bytes.size();
+}
+
+bool anyIn(const ByteSet& set, std::string_view bytes) {
+  return set.findFirstIn(bytes.data(), bytes.size()) != bytes.size();
 }
 
 // Deliberate: digits and punctuation are as good as capitals.
@@ -114,152 +132,152 @@ static_assert(kImprobable.size() == 36);
 // ---- Equality and order ----
 
 bool StringBuffer::equals(const char* text) const noexcept {
-  if (text == nullptr) return m_length == 0;
-  return compareWithText(content(), text, kNoLimit, compareExact) == 0;
+  if (text == nullptr) return getSize() == 0;
+  return compareWithText(contentOf(*this), text, kNoLimit, compareExact) == 0;
 }
 
 bool StringBuffer::equals(const StringBuffer& other) const noexcept {
-  return m_length == other.m_length &&
-         compareExact(m_data, other.m_data, std::min(contentSize(), other.contentSize())) == 0;
+  return haveEqualText(*this, other, compareExact);
 }
 
 bool StringBuffer::equalsIgnoreCase(const char* text) const noexcept {
-  if (text == nullptr) return m_length == 0;
-  return compareWithText(content(), text, kNoLimit, compareFolded) == 0;
+  if (text == nullptr) return getSize() == 0;
+  return compareWithText(contentOf(*this), text, kNoLimit, compareFolded) == 0;
 }
 
 bool StringBuffer::equalsIgnoreCase(const StringBuffer& other) const noexcept {
-  return m_length == other.m_length &&
-         compareFolded(m_data, other.m_data, std::min(contentSize(), other.contentSize())) == 0;
+  return haveEqualText(*this, other, compareFolded);
 }
 
 bool StringBuffer::equalsIgnoreCase2(const char* text, unsigned int n) const noexcept {
-  if (m_length != n) return false;
+  if (getSize() != n) return false;
   if (text == nullptr || n == 0) return text == nullptr && n == 0;
   return equalsIgnoreCase(text);
 }
 
 int StringBuffer::compare(const char* text) const noexcept {
-  return compareWithText(content(), text == nullptr ? "" : text, kNoLimit, compareExact);
+  return compareWithText(contentOf(*this), text == nullptr ? "" : text, kNoLimit, compareExact);
 }
 
 int StringBuffer::compareNoCase(const char* text) const noexcept {
-  return compareWithText(content(), text == nullptr ? "" : text, kNoLimit, compareFolded);
+  return compareWithText(contentOf(*this), text == nullptr ? "" : text, kNoLimit, compareFolded);
 }
 
 // ---- Prefixes and suffixes ----
 
 bool StringBuffer::beginsWith(const char* text) const noexcept {
-  return beginsWithText(content(), text, compareExact);
+  return beginsWithText(contentOf(*this), text, compareExact);
 }
 
 bool StringBuffer::beginsWithN(const char* text, unsigned int n) const noexcept {
-  return beginsWithBytes(content(), text, n, compareExact);
+  return beginsWithBytes(contentOf(*this), text, n, compareExact);
 }
 
 bool StringBuffer::beginsWithIgnoreCase(const char* text) const noexcept {
-  return beginsWithText(content(), text, compareFolded);
+  return beginsWithText(contentOf(*this), text, compareFolded);
 }
 
 bool StringBuffer::beginsWithIgnoreCaseN(const char* text, unsigned int n) const noexcept {
-  return beginsWithBytes(content(), text, n, compareFolded);
+  return beginsWithBytes(contentOf(*this), text, n, compareFolded);
 }
 
 bool StringBuffer::endsWith(const char* text) const noexcept {
-  return endsWithText(content(), text, compareExact);
+  return endsWithText(contentOf(*this), text, compareExact);
 }
 
 bool StringBuffer::endsWithIgnoreCase(const char* text) const noexcept {
-  return endsWithText(content(), text, compareFolded);
+  return endsWithText(contentOf(*this), text, compareFolded);
 }
 
 // ---- Searches ----
 
 bool StringBuffer::containsSubstring(const char* needle) const noexcept {
-  return needle != nullptr && findBytes(text(), needle) != nullptr;
+  return needle != nullptr && findOffset(textOf(*this), needle) != kNone;
 }
 
 bool StringBuffer::containsSubstringNoCase(const char* needle) const noexcept {
-  return needle != nullptr && findBytesNoCase(text(), needle) != nullptr;
+  return needle != nullptr && findOffsetNoCase(textOf(*this), needle) != kNone;
 }
 
 int StringBuffer::indexOf(const char* needle) const noexcept {
-  return needle == nullptr ? -1 : offsetOf(findBytes(text(), needle), content());
+  return needle == nullptr ? -1 : asIndex(findOffset(textOf(*this), needle));
 }
 
 int StringBuffer::indexOfNoCase(const char* needle) const noexcept {
-  return needle == nullptr ? -1 : offsetOf(findBytesNoCase(text(), needle), content());
+  return needle == nullptr ? -1 : asIndex(findOffsetNoCase(textOf(*this), needle));
 }
 
 char* StringBuffer::findSubstr(const char* needle) const noexcept {
-  const char* const match = needle == nullptr ? nullptr : findBytes(text(), needle);
-  return match == nullptr ? nullptr : m_data + (match - m_data);
+  const BufferAccess self(*this);
+  const std::size_t at = needle == nullptr ? kNone : findOffset(self.text(), needle);
+  return at == kNone ? nullptr : self.data() + at;
 }
 
 bool StringBuffer::containsChar(char c) const noexcept {
-  return c != '\0' && text().find(c) != std::string_view::npos;
+  return c != '\0' && textOf(*this).find(c) != kNone;
 }
 
 char* StringBuffer::findLastChar(char c) const noexcept {
-  const std::size_t at = content().rfind(c);
-  return at == std::string_view::npos ? nullptr : m_data + at;
+  const BufferAccess self(*this);
+  const std::size_t at = self.content().rfind(c);
+  return at == kNone ? nullptr : self.data() + at;
 }
 
 char StringBuffer::charAt(unsigned int index) const noexcept {
-  return index < contentSize() ? m_data[index] : '\0';
+  const BufferAccess self(*this);
+  return index < self.size() ? self.data()[index] : '\0';
 }
 
 char StringBuffer::lastChar() const noexcept {
-  const unsigned int n = contentSize();
-  return n == 0 ? '\0' : m_data[n - 1];
+  const BufferAccess self(*this);
+  const unsigned int n = self.size();
+  return n == 0 ? '\0' : self.data()[n - 1];
 }
 
 bool StringBuffer::matches(const char* pattern, bool caseSensitive) const noexcept {
-  return pattern != nullptr && withTerminatedText([=](const char* text) {
-           return wildcardMatch(text, pattern, caseSensitive);
-         });
+  return pattern != nullptr && BufferAccess(*this).withTerminatedText([=](const char* text) {
+    return wildcardMatch(text, pattern, caseSensitive);
+  });
 }
 
 unsigned int StringBuffer::countCharOccurances(char ch) const noexcept {
   if (static_cast<signed char>(ch) < 0) return 0;
-  const std::string_view all = content();
+  const std::string_view all = contentOf(*this);
   return static_cast<unsigned int>(std::count(all.begin(), all.end(), ch));
 }
 
 // ---- Byte classes ----
 
 bool StringBuffer::is7bit(unsigned int limit) const noexcept {
-  return isAscii(limited(content(), limit));
+  return isAscii(limited(contentOf(*this), limit));
 }
 
 bool StringBuffer::is7bitAlpha(unsigned int limit) const noexcept {
-  return allIn(kLetters, limited(content(), limit));
+  return allIn(kLetters, limited(contentOf(*this), limit));
 }
 
-bool StringBuffer::allWhitespace() const noexcept { return allIn(kWhiteSpace, content()); }
+bool StringBuffer::allWhitespace() const noexcept { return allIn(kWhiteSpace, contentOf(*this)); }
 
 bool StringBuffer::containsAnyOf(const char* set) const noexcept {
   if (set == nullptr) return false;
-  const unsigned int n = contentSize();
-  return ByteSet::of(set).findFirstIn(m_data, n) != n;
+  return anyIn(ByteSet::of(set), contentOf(*this));
 }
 
 bool StringBuffer::containsCharInRange(char low, char high) const noexcept {
   const auto first = static_cast<unsigned char>(low);
   const auto last = static_cast<unsigned char>(high);
-  const unsigned int n = contentSize();
-  return ByteSet::range(first, last).findFirstIn(m_data, n) != n;
+  return anyIn(ByteSet::range(first, last), contentOf(*this));
 }
 
-bool StringBuffer::isDecimalNumber() const noexcept { return allIn(kDigits, content()); }
+bool StringBuffer::isDecimalNumber() const noexcept { return allIn(kDigits, contentOf(*this)); }
 
-bool StringBuffer::isAllCaps() const noexcept { return allIn(kCapitalTextBytes, content()); }
+bool StringBuffer::isAllCaps() const noexcept { return allIn(kCapitalTextBytes, contentOf(*this)); }
 
 void StringBuffer::countImprobableAnsiChars(unsigned int& high,
                                             unsigned int& improbable) const noexcept {
   high = 0;
   improbable = 0;
-  for (const char c : content()) {
+  for (const char c : contentOf(*this)) {
     high += static_cast<unsigned char>(c) >= 0x80 ? 1 : 0;
     improbable += kImprobable.contains(c) ? 1 : 0;
   }

@@ -6,22 +6,25 @@
 #include <string_view>
 
 #include "core/StringBuffer.h"
+#include "core/internal/BufferAccess.h"
 #include "core/internal/Limits.h"
+#include "core/internal/Scratch.h"
 #include "support/ByteSet.h"
-#include "support/internal/Search.h"
 #include "text/internal/ByteClasses.h"
 #include "text/internal/ChangeBytes.h"
 #include "text/internal/ReplaceMatches.h"
 
+using dorvane::internal::BufferAccess;
 using dorvane::internal::ByteSet;
 using dorvane::internal::changeBytes;
-using dorvane::internal::findBytes;
 using dorvane::internal::kDigits;
 using dorvane::internal::kLettersAndDigits;
 using dorvane::internal::kLineEndings;
 using dorvane::internal::kMaxContent;
 using dorvane::internal::kWhiteSpace;
-using dorvane::internal::replaceMatches;
+using dorvane::internal::Matches;
+using dorvane::internal::replaceEvery;
+using dorvane::internal::Scratch;
 
 namespace {
 
@@ -74,127 +77,153 @@ unsigned int countLoneLineEndings(std::string_view text) {
   }
 }
 
-}  // namespace
+// ---- Every byte of a content ----
 
-// ---- Removing bytes ----
-
-unsigned int StringBuffer::keepOnly(const ByteSet& kept, unsigned int start) noexcept {
-  const unsigned int n = contentSize();
-  if (start >= n) return 0;
-  char* const bytes = m_data;  // so that storing a byte is not taken for changing the object
-  unsigned int write =
-      start + static_cast<unsigned int>(kept.findFirstNotIn(bytes + start, n - start));
+// Removes the bytes that are not in the set.
+void keepOnly(StringBuffer& buffer, const ByteSet& kept) {
+  const BufferAccess self(buffer);
+  const unsigned int n = self.size();
+  if (n == 0) return;
+  char* const bytes = self.data();  // so that storing a byte is not taken for changing the object
+  auto write = static_cast<unsigned int>(kept.findFirstNotIn(bytes, n));
   for (unsigned int read = write; read < n; ++read) {
     const char c = bytes[read];
     bytes[write] = c;
     write += kept.contains(c) ? 1 : 0;
   }
-  endAt(write);
-  return n - write;
+  self.terminateAt(write);
 }
 
-unsigned int StringBuffer::removeByte(char ch, unsigned int start) noexcept {
-  const unsigned int n = contentSize();
+// Removes a byte from `start` on; returns how often it was there.
+unsigned int removeByte(StringBuffer& buffer, char ch, unsigned int start) {
+  const BufferAccess self(buffer);
+  const unsigned int n = self.size();
   if (start >= n) return 0;
-  endAt(static_cast<unsigned int>(std::remove(m_data + start, m_data + n, ch) - m_data));
-  return n - m_length;
+  char* const bytes = self.data();
+  const auto size = static_cast<unsigned int>(std::remove(bytes + start, bytes + n, ch) - bytes);
+  self.terminateAt(size);
+  return n - size;
 }
+
+unsigned int replaceByteIn(StringBuffer& buffer, char from, char to) {
+  const BufferAccess self(buffer);
+  return replaceEvery(self.data(), self.size(), from, to);
+}
+
+}  // namespace
+
+// ---- Removing bytes ----
 
 void StringBuffer::eliminateChar(char ch, unsigned int startIndex) noexcept {
-  removeByte(ch, startIndex);
+  removeByte(*this, ch, startIndex);
 }
 
-unsigned int StringBuffer::removeCharOccurances(char ch) noexcept { return removeByte(ch, 0); }
+unsigned int StringBuffer::removeCharOccurances(char ch) noexcept {
+  return removeByte(*this, ch, 0);
+}
 
 unsigned int StringBuffer::drop8bitChars() noexcept {
-  keepOnly(kAsciiBytes, 0);
-  return m_length;
+  keepOnly(*this, kAsciiBytes);
+  return getSize();
 }
 
 unsigned int StringBuffer::dropNonNumeric() noexcept {
-  keepOnly(kNumericBytes, 0);
-  return m_length;
+  keepOnly(*this, kNumericBytes);
+  return getSize();
 }
 
 unsigned int StringBuffer::removeFws() noexcept {
-  keepOnly(kNonSpaceBytes, 0);
-  return m_length;
+  keepOnly(*this, kNonSpaceBytes);
+  return getSize();
 }
 
 unsigned int StringBuffer::removeInvalidXmlTagChars() noexcept {
-  keepOnly(kTagBytes, 0);
-  return m_length;
+  keepOnly(*this, kTagBytes);
+  return getSize();
 }
 
 unsigned int StringBuffer::removeInvalidFilenameChars() noexcept {
-  keepOnly(kFilenameBytes, 0);
-  replaceByte('\\', '/');
-  return m_length;
+  keepOnly(*this, kFilenameBytes);
+  replaceByteIn(*this, '\\', '/');
+  return getSize();
 }
 
 unsigned int StringBuffer::unescape() noexcept {
-  const std::string_view all = content();
+  const BufferAccess self(*this);
+  const std::string_view all = self.content();
+  char* const bytes = self.data();
   std::size_t write = 0;
   for (std::size_t read = 0; read < all.size();) {
     // A run reaches up to the next backslash; the byte behind that one begins the next run.
     const std::size_t run = std::min(all.find('\\', read + (read == 0 ? 0 : 1)), all.size()) - read;
-    std::memmove(m_data + write, m_data + read, run);
+    std::memmove(bytes + write, bytes + read, run);
     write += run;
     read += run + 1;
   }
-  endAt(static_cast<unsigned int>(write));
-  return m_length;
+  self.terminateAt(write);
+  return getSize();
 }
 
 // ---- Replacing bytes ----
 
 unsigned int StringBuffer::replaceCharAnsi(char from, char to) noexcept {
-  return replaceByte(from, to);
+  return replaceByteIn(*this, from, to);
 }
 
 unsigned int StringBuffer::replaceNullsWithSpaces() noexcept {
-  replaceByte('\0', ' ');
-  return m_length;
+  replaceByteIn(*this, '\0', ' ');
+  return getSize();
 }
 
 void StringBuffer::replaceModBase64Chars() noexcept {
-  replaceByte('_', '/');
-  replaceByte('-', '+');
+  replaceByteIn(*this, '_', '/');
+  replaceByteIn(*this, '-', '+');
 }
 
 void StringBuffer::replaceBytesOf(const char* set, unsigned int n, char to) noexcept {
   const ByteSet bytes = ByteSet::of(std::string_view(set, n));
-  char* const content = m_data;
-  for (unsigned int i = 0, size = contentSize(); i < size; ++i)
+  const BufferAccess self(*this);
+  char* const content = self.data();
+  for (unsigned int i = 0, size = self.size(); i < size; ++i)
     content[i] = bytes.contains(content[i]) ? to : content[i];
 }
 
 void StringBuffer::toAlphaNumUsAscii() noexcept {
-  changeBytes(m_data, contentSize(), kAlphaNumByte);
+  const BufferAccess self(*this);
+  changeBytes(self.data(), self.size(), kAlphaNumByte);
 }
 
 // ---- Letter case ----
 
-void StringBuffer::toLowerCase() noexcept { changeBytes(m_data, text().size(), kLowerByte); }
+void StringBuffer::toLowerCase() noexcept {
+  const BufferAccess self(*this);
+  changeBytes(self.data(), self.text().size(), kLowerByte);
+}
 
-void StringBuffer::toUpperCase() noexcept { changeBytes(m_data, text().size(), kUpperByte); }
+void StringBuffer::toUpperCase() noexcept {
+  const BufferAccess self(*this);
+  changeBytes(self.data(), self.text().size(), kUpperByte);
+}
 
 void StringBuffer::toLowerFirstChar() noexcept {
-  changeBytes(m_data, std::min(contentSize(), 1U), kLowerByte);
+  const BufferAccess self(*this);
+  changeBytes(self.data(), std::min(self.size(), 1U), kLowerByte);
 }
 
 bool StringBuffer::toProperCase() noexcept {
   constexpr ByteSet kSeparators = ByteSet::of("\t\n -");
+  const BufferAccess self(*this);
+  char* const bytes = self.data();
   bool capitalise = true;
   bool pending = false;
-  for (std::size_t i = 0, n = text().size(); i < n; ++i) {
-    if (kSeparators.contains(m_data[i])) {
+  for (std::size_t i = 0, n = self.text().size(); i < n; ++i) {
+    if (kSeparators.contains(bytes[i])) {
       pending = true;
     } else if (pending) {
       pending = false;
       capitalise = true;
     }
-    if (capitalise) changeBytes(m_data + i, 1, kUpperByte);
+    if (capitalise) changeBytes(bytes + i, 1, kUpperByte);
     capitalise = false;
   }
   return capitalise;
@@ -203,52 +232,52 @@ bool StringBuffer::toProperCase() noexcept {
 // ---- Lines ----
 
 unsigned int StringBuffer::toCRLF() {
-  std::string_view rest = content();
+  std::string_view rest = BufferAccess(*this).content();
   const unsigned int count = countLoneLineEndings(rest);
   if (count == 0) return 0;
-  StringBuffer out;
-  out.m_secure = m_secure;
+  Scratch result(*this);
+  const BufferAccess out(result);
   // With room for all of it in one step, the result is stored as clear() and appendN() store it.
   if (!out.makeRoom(std::uint64_t{rest.size()} + count)) return 0;
   for (;;) {
     const std::size_t run = kLineEndings.findFirstIn(rest.data(), rest.size());
-    out.appendBytes(rest.substr(0, run));
+    out.append(rest.substr(0, run));
     rest.remove_prefix(run);
     if (rest.empty()) break;
-    out.appendBytes("\r\n", 2);
+    out.append("\r\n");
     rest.remove_prefix(lineEndingSize(rest));
   }
   out.dropTrailingNuls();
-  takeSb(out);
+  takeSb(result);
   return count;
 }
 
 unsigned int StringBuffer::toLF() { return replaceAllWithUchar("\r\n", '\n'); }
 
 void StringBuffer::indent(char ch, unsigned int count) {
-  StringBuffer lineFeedAndPad;
-  lineFeedAndPad.m_secure = m_secure;
+  const BufferAccess self(*this);
+  Scratch lineFeedAndPad(*this);
   if (!lineFeedAndPad.appendChar('\n') || !lineFeedAndPad.appendCharN(ch, count)) return;
-  const std::string_view indented = lineFeedAndPad.text();
+  const std::string_view indented = BufferAccess(lineFeedAndPad).text();
   const std::size_t padSize = indented.size() - 1;
   // Too many lines to fit are refused before any is indented.
-  const std::string_view lines = text();
+  const std::string_view lines = self.text();
   const auto lineFeeds = static_cast<std::uint64_t>(std::count(lines.begin(), lines.end(), '\n'));
-  if (contentSize() + (lineFeeds + 1) * padSize > kMaxContent) return;
+  if (self.size() + (lineFeeds + 1) * padSize > kMaxContent) return;
   if (!prepend(indented.data() + 1)) return;
 
-  const std::string_view old = text();
-  StringBuffer out;
-  out.m_secure = m_secure;
-  const auto nextLineFeed = [](std::string_view rest) { return findBytes(rest, "\n"); };
-  const std::uint64_t replaced =
-      replaceMatches(old, 1, indented, nextLineFeed(old), nextLineFeed, out);
-  if (replaced == 0) return;
-  if (out.m_length == old.size() + replaced * padSize) {
+  const std::string_view old = self.text();
+  const Matches matches(old, 1, [](std::string_view rest) { return rest.find('\n'); });
+  if (matches.none()) return;
+  Scratch out(*this);
+  BufferAccess(out).reserve(old.size() + lineFeeds * padSize);
+  const std::uint64_t replaced = matches.appendReplaced(indented, out);
+  if (out.getSize() == old.size() + replaced * padSize) {
     takeSb(out);
   } else {
     // A pad did not fit: the first one goes again.
-    std::memmove(m_data, m_data + padSize, m_length - padSize);
-    endAt(m_length - static_cast<unsigned int>(padSize));
+    const std::string_view unpadded = self.content().substr(padSize);
+    std::memmove(self.data(), unpadded.data(), unpadded.size());
+    self.terminateAt(unpadded.size());
   }
 }

@@ -4,6 +4,8 @@
 #include <string_view>
 
 #include "core/StringBuffer.h"
+#include "core/internal/BufferAccess.h"
+#include "core/internal/Scratch.h"
 #include "support/internal/Search.h"
 #include "text/internal/ByteClasses.h"
 #include "text/internal/Staging.h"
@@ -11,12 +13,16 @@
 
 using dorvane::internal::appendInBlocks;
 using dorvane::internal::appendTo;
-using dorvane::internal::findBytes;
+using dorvane::internal::BufferAccess;
+using dorvane::internal::emptyForOutput;
+using dorvane::internal::findOffset;
 using dorvane::internal::kWhiteSpace;
+using dorvane::internal::Scratch;
 
 namespace {
 
 constexpr std::size_t kBlock = 120;
+constexpr std::size_t kNone = std::string_view::npos;
 
 std::string_view withoutLeadingSpace(std::string_view text) {
   text.remove_prefix(kWhiteSpace.findFirstNotIn(text.data(), text.size()));
@@ -29,38 +35,42 @@ std::string_view trimmed(std::string_view text) {
   return text;
 }
 
+// Appends a part of an assignment in blocks and trims the result.
+void appendPart(StringBuffer& out, std::string_view part) {
+  BufferAccess(out).reserve(out.getSize() + part.size());
+  appendInBlocks(out, part, kBlock);
+  out.trim2();
+}
+
 }  // namespace
 
 void StringBuffer::splitAttrValue(StringBuffer& name, StringBuffer& value, bool stripQuotes) const {
-  name.emptyForOutput();
-  value.emptyForOutput();
-  const std::string_view assignment = withoutLeadingSpace(text());
+  emptyForOutput(name);
+  emptyForOutput(value);
+  const std::string_view assignment = withoutLeadingSpace(BufferAccess(*this).text());
   const std::size_t equals = std::min(assignment.find('='), assignment.size());
-  appendInBlocks(name, assignment.substr(0, equals), kBlock);
-  name.trim2();
+  appendPart(name, assignment.substr(0, equals));
   if (equals == assignment.size()) return;
 
   std::string_view rest = withoutLeadingSpace(assignment.substr(equals + 1));
   if (rest.empty()) return;
   if (stripQuotes && rest.substr(0, 1) == "\"") rest.remove_prefix(1);
-  appendInBlocks(value, rest, kBlock);
-  value.trim2();
+  appendPart(value, rest);
   // Deliberate: whether or not an opening quote was there.
   if (stripQuotes && value.lastChar() == '"') value.shorten(1);
 }
 
 bool StringBuffer::getNamedValue(const char* name, StringBuffer& value) const {
-  StringBuffer key;
-  key.m_secure = m_secure || value.m_secure;  // the name may lie in the output
+  const bool isSecret = BufferAccess(value).isSecure();  // the name may lie in the output
+  Scratch key(isSecret ? value : *this);
   const std::string_view bareName = trimmed(name == nullptr ? "" : name);
-  const bool built = key.appendBytes(bareName) && key.appendChar('=');
-  value.emptyForOutput();
+  const bool built = BufferAccess(key).append(bareName) && key.appendChar('=');
+  emptyForOutput(value);
   if (!built) return false;
-  const std::string_view all = text();
-  const char* const match = findBytes(all, key.text());
-  if (match == nullptr) return false;
-  std::string_view rest = all.substr(static_cast<std::size_t>(match - all.data()));
-  rest.remove_prefix(key.m_length);
+  const std::string_view all = BufferAccess(*this).text();
+  const std::size_t at = findOffset(all, BufferAccess(key).text());
+  if (at == kNone) return false;
+  std::string_view rest = all.substr(at + key.getSize());
   rest = rest.substr(0, rest.find(';'));
   appendTo(value, rest);
   return true;

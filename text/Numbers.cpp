@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <limits>
+#include <string_view>
 
 #include "core/StringBuffer.h"
+#include "core/internal/BufferAccess.h"
 #include "support/dvParse.h"
 #include "support/internal/Ascii.h"
 #include "text/internal/ByteClasses.h"
 
+using dorvane::internal::BufferAccess;
 using dorvane::internal::hexDigitValue;
 using dorvane::internal::kHexDigits;
 
@@ -24,15 +27,16 @@ unsigned int StringBuffer::uintValue() const noexcept {
 }
 
 long long StringBuffer::int64Value() const noexcept {
+  const std::string_view all = BufferAccess(*this).content();
   long long value = 0;
-  if (const unsigned int n = contentSize()) dvParseDecimalInt64(m_data, m_data + n - 1, value);
+  if (!all.empty()) dvParseDecimalInt64(all.data(), &all.back(), value);
   return value;
 }
 
 long long StringBuffer::toInt64() const noexcept { return int64Value(); }
 
 double StringBuffer::doubleValue() const noexcept {
-  return m_length == 0 ? 0.0 : withTerminatedText(dv_atof);
+  return getSize() == 0 ? 0.0 : BufferAccess(*this).withTerminatedText(dv_atof);
 }
 
 unsigned int StringBuffer::hexValueUint32(const char* text) noexcept {
@@ -49,6 +53,6 @@ unsigned int StringBuffer::hexValueUint32(const char* text) noexcept {
 }
 
 bool StringBuffer::isHexidecimal() const noexcept {
-  const unsigned int n = contentSize();
-  return kHexDigits.findFirstNotIn(m_data, n) == n;
+  const std::string_view all = BufferAccess(*this).content();
+  return kHexDigits.findFirstNotIn(all.data(), all.size()) == all.size();
 }

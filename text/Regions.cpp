@@ -3,6 +3,8 @@
 #include <string_view>
 
 #include "core/StringBuffer.h"
+#include "core/internal/BufferAccess.h"
+#include "core/internal/Scratch.h"
 #include "support/internal/Search.h"
 #include "text/internal/OverlappingMatches.h"
 #include "text/internal/PartlyMeasured.h"
@@ -10,23 +12,19 @@
 #include "text/internal/Texts.h"
 
 using dorvane::internal::appendTo;
-using dorvane::internal::findBytes;
-using dorvane::internal::findBytesNoCase;
+using dorvane::internal::BufferAccess;
 using dorvane::internal::FindInText;
+using dorvane::internal::findOffset;
+using dorvane::internal::findOffsetNoCase;
 using dorvane::internal::isEmpty;
+using dorvane::internal::Matches;
 using dorvane::internal::OverlappingMatches;
 using dorvane::internal::PartlyMeasured;
-using dorvane::internal::replaceMatches;
+using dorvane::internal::Scratch;
 
 namespace {
 
 constexpr std::size_t kNone = std::string_view::npos;
-
-// Offset of the first marker at or behind `from`, or kNone.
-std::size_t offsetOf(std::string_view text, std::string_view marker, std::size_t from) {
-  const char* const match = findBytes(text.substr(from), marker);
-  return match == nullptr ? kNone : static_cast<std::size_t>(match - text.data());
-}
 
 // What stands before, between and behind two markers; nothing when the text has no region.
 struct Region {
@@ -37,13 +35,12 @@ struct Region {
 };
 
 Region findRegion(std::string_view text, std::string_view begin, std::string_view end) {
-  const std::size_t first = offsetOf(text, begin, 0);
+  const std::size_t first = findOffset(text, begin);
   if (first == kNone) return {};
-  const std::size_t inside = first + begin.size();
-  const std::size_t last = offsetOf(text, end, inside);
-  if (last == kNone) return {};
-  return {true, text.substr(0, first), text.substr(inside, last - inside),
-          text.substr(last + end.size())};
+  const std::string_view opened = text.substr(first + begin.size());
+  const std::size_t size = findOffset(opened, end);
+  if (size == kNone) return {};
+  return {true, text.substr(0, first), opened.substr(0, size), opened.substr(size + end.size())};
 }
 
 }  // namespace
@@ -52,7 +49,7 @@ Region findRegion(std::string_view text, std::string_view begin, std::string_vie
 
 bool StringBuffer::getBetween(const char* begin, const char* end, StringBuffer& out) const {
   if (isEmpty(begin) || isEmpty(end)) return false;
-  const Region region = findRegion(text(), begin, end);
+  const Region region = findRegion(BufferAccess(*this).text(), begin, end);
   if (region.found) appendTo(out, region.inside);
   return region.found;
 }
@@ -64,21 +61,24 @@ void StringBuffer::getDelimited(const char* begin, const char* end, bool include
     getBetween(begin, end, out);
     return;
   }
-  const std::string_view all = text();
-  const std::size_t first = offsetOf(all, begin, 0);
+  const std::string_view all = BufferAccess(*this).text();
+  const std::size_t first = findOffset(all, begin);
   if (first == kNone) return;
+  const std::string_view region = all.substr(first);
   const std::string_view endMarker(end);
-  const std::size_t last = offsetOf(all, endMarker, first + 1);
-  if (last != kNone) appendTo(out, all.substr(first, last + endMarker.size() - first));
+  const std::size_t last = findOffset(region.substr(1), endMarker);
+  if (last != kNone) appendTo(out, region.substr(0, 1 + last + endMarker.size()));
 }
 
 bool StringBuffer::copyUntil(const char* marker, unsigned int start, unsigned int& count,
                              StringBuffer& out) const {
   count = 0;
-  if (marker == nullptr || start >= contentSize()) return false;
-  PartlyMeasured rest(content().substr(start));
-  std::size_t size = kNone;
-  while ((size = offsetOf(rest.known(), marker, 0)) == kNone && !rest.isWhole()) rest.extend();
+  const BufferAccess self(*this);
+  if (marker == nullptr || start >= self.size()) return false;
+  const std::string_view mark(marker);
+  PartlyMeasured rest(self.content().substr(start));
+  const std::size_t size =
+      rest.search([mark](std::string_view known) { return findOffset(known, mark); });
   if (size == kNone) return false;
   count = static_cast<unsigned int>(size);
   appendTo(out, rest.known().substr(0, size));
@@ -90,19 +90,21 @@ bool StringBuffer::copyUntil(const char* marker, unsigned int start, unsigned in
 bool StringBuffer::chopAtSubstr(const char* marker, bool keepMarker) noexcept {
   if (isEmpty(marker)) return false;
   const std::string_view mark(marker);
-  const std::size_t at = offsetOf(text(), mark, 0);
+  const BufferAccess self(*this);
+  const std::size_t at = findOffset(self.text(), mark);
   if (at == kNone) return false;
-  endAt(static_cast<unsigned int>(at + (keepMarker ? mark.size() : 0)));
+  self.terminateAt(at + (keepMarker ? mark.size() : 0));
   return true;
 }
 
 bool StringBuffer::replaceAllBetween(const char* begin, const char* end, const char* replacement,
                                      bool dropMarkers) {
-  if (begin == nullptr || end == nullptr || replacement == nullptr || m_length == 0) return false;
-  const Region region = findRegion(text(), begin, end);
+  if (begin == nullptr || end == nullptr || replacement == nullptr || getSize() == 0) return false;
+  const BufferAccess self(*this);
+  const Region region = findRegion(self.text(), begin, end);
   if (!region.found) return false;
-  return replaceByPieces({region.before, dropMarkers ? "" : begin, replacement,
-                          dropMarkers ? "" : end, region.behind});
+  return self.replaceByPieces({region.before, dropMarkers ? "" : begin, replacement,
+                               dropMarkers ? "" : end, region.behind});
 }
 
 unsigned int StringBuffer::replaceAllOccurancesBetween(const char* begin, const char* end,
@@ -110,50 +112,48 @@ unsigned int StringBuffer::replaceAllOccurancesBetween(const char* begin, const 
   if (begin == nullptr || end == nullptr || find == nullptr || replacement == nullptr) return 0;
   // Two empty markers would find the same empty region for ever.
   if (isEmpty(begin) && isEmpty(end)) return 0;
+  const BufferAccess self(*this);
   const std::string_view needle(find);
   const auto findNeedle = [needle](std::string_view rest) {
-    return needle.empty() ? nullptr : findBytes(rest, needle);
+    return needle.empty() ? kNone : findOffset(rest, needle);
   };
-  StringBuffer out;
-  out.m_secure = m_secure;
+  Scratch result(*this);
+  const BufferAccess out(result);
   unsigned int count = 0;
-  std::string_view rest = text();
-  for (;;) {
+  std::string_view rest = self.text();
+  for (;; ++count) {
     const Region region = findRegion(rest, begin, end);
     // A begin marker at the end of the content opens no region, not even for an empty end marker.
-    if (!region.found || region.inside.data() == m_data + contentSize()) break;
-    out.appendBytes(region.before);
+    if (!region.found || region.inside.data() == self.data() + self.size()) break;
+    // A guess: this copy is given back. The result takes what it needs.
+    if (count == 0) out.reserve(rest.size() + rest.size() / 4);
+    out.append(region.before);
     out.append(begin);
-    if (replaceMatches(region.inside, needle.size(), replacement, findNeedle(region.inside),
-                       findNeedle, out) == 0)
-      out.appendBytes(region.inside);
+    Matches(region.inside, needle.size(), findNeedle).appendReplaced(replacement, result);
     out.append(end);
-    ++count;
     rest = region.behind;
-    if (rest.empty()) break;
   }
   if (count == 0) return 0;
-  out.appendBytes(rest);
-  replaceByPieces({out.content()});
+  out.append(rest);
+  self.replaceByPieces({out.content()});
   return count;
 }
 
 bool StringBuffer::removeDelimited(const char* begin, const char* end, bool caseSensitive) {
   if (isEmpty(begin) || isEmpty(end)) return true;
-  FindInText* const find = caseSensitive ? findBytes : findBytesNoCase;
-  const std::string_view all = text();
+  FindInText* const find = caseSensitive ? findOffset : findOffsetNoCase;
+  const std::string_view all = BufferAccess(*this).text();
   const std::string_view endMarker(end);
-  StringBuffer out;
-  out.m_secure = m_secure;
+  Scratch out(*this);
   OverlappingMatches begins(all, begin, find);
   std::size_t behind = 0;  // offset of what stands behind the last region
-  while (const char* const match = begins.from(behind)) {
-    const auto first = static_cast<std::size_t>(match - all.data());
+  for (std::size_t first; (first = begins.from(behind)) != kNone;) {
     // Deliberate: from the first byte of the begin marker on.
-    const char* const last = find(all.substr(first), endMarker);
-    if (last == nullptr) break;
+    const std::size_t size = find(all.substr(first), endMarker);
+    if (size == kNone) break;
+    if (behind == 0) BufferAccess(out).reserve(all.size() - size - endMarker.size());
     appendTo(out, all.substr(behind, first - behind));
-    behind = static_cast<std::size_t>(last - all.data()) + endMarker.size();
+    behind = first + size + endMarker.size();
   }
   if (behind == 0) return true;
   appendTo(out, all.substr(behind));

@@ -16,8 +16,10 @@
 
 using dorvane::internal::changeBytes;
 using dorvane::internal::findBytes;
-using dorvane::internal::findBytesNoCase;
+using dorvane::internal::findOffset;
+using dorvane::internal::findOffsetNoCase;
 using dorvane::internal::isEmpty;
+using dorvane::internal::replaceAll;
 using dorvane::internal::SavedTail;
 using dorvane::internal::StableText;
 
@@ -91,15 +93,15 @@ bool StringBuffer::replaceRange(unsigned int at, std::string_view tail, const ch
 unsigned int StringBuffer::replaceAllOccurances(const char* find, const char* replacement) {
   if (isEmpty(find)) return 0;
   const std::string_view needle(find);
-  return replaceAll(needle.size(), replacement,
-                    [needle](std::string_view rest) { return findBytes(rest, needle); });
+  return replaceAll(*this, needle.size(), replacement,
+                    [needle](std::string_view rest) { return findOffset(rest, needle); });
 }
 
 unsigned int StringBuffer::replaceAllOccurancesNoCase(const char* find, const char* replacement) {
   if (isEmpty(find)) return 0;
   const std::string_view needle(find);
-  return replaceAll(needle.size(), replacement,
-                    [needle](std::string_view rest) { return findBytesNoCase(rest, needle); });
+  return replaceAll(*this, needle.size(), replacement,
+                    [needle](std::string_view rest) { return findOffsetNoCase(rest, needle); });
 }
 
 unsigned int StringBuffer::replaceCharInOccurances(const char* find, char from, char to) {

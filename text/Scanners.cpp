@@ -6,9 +6,11 @@
 #include <string_view>
 
 #include "core/StringBuffer.h"
+#include "core/internal/BufferAccess.h"
 #include "text/internal/ByteClasses.h"
 #include "text/internal/StableText.h"
 
+using dorvane::internal::BufferAccess;
 using dorvane::internal::ByteSet;
 using dorvane::internal::kDigits;
 using dorvane::internal::kHexDigits;
@@ -41,40 +43,47 @@ unsigned int asCount(std::size_t n) {
       std::min<std::size_t>(n, std::numeric_limits<unsigned int>::max()));
 }
 
-}  // namespace
-
-unsigned int StringBuffer::capture(const ByteSet& set, const char* text) {
+// Appends the run of the class at the start of a text; returns its length.
+unsigned int capture(StringBuffer& buffer, const ByteSet& set, const char* text) {
   const std::string_view run = runOf(set, text);
-  if (!run.empty()) appendBytes(run);
+  if (!run.empty()) BufferAccess(buffer).append(run);
   return asCount(run.size());
 }
 
-unsigned int StringBuffer::captureDecimal(const char* text) { return capture(kDigits, text); }
+}  // namespace
 
-unsigned int StringBuffer::captureHex(const char* text) { return capture(kHexDigits, text); }
-
-unsigned int StringBuffer::captureWS(const char* text) { return capture(kWhiteSpace, text); }
-
-unsigned int StringBuffer::captureNonWS(const char* text) { return capture(kNonWhiteSpace, text); }
-
-unsigned int StringBuffer::captureIdentifier(const char* text) {
-  return capture(kIdentifierBytes, text);
+unsigned int StringBuffer::captureDecimal(const char* text) {
+  return capture(*this, kDigits, text);
 }
 
-unsigned int StringBuffer::captureAlpha(const char* text) { return capture(kLetters, text); }
+unsigned int StringBuffer::captureHex(const char* text) { return capture(*this, kHexDigits, text); }
+
+unsigned int StringBuffer::captureWS(const char* text) { return capture(*this, kWhiteSpace, text); }
+
+unsigned int StringBuffer::captureNonWS(const char* text) {
+  return capture(*this, kNonWhiteSpace, text);
+}
+
+unsigned int StringBuffer::captureIdentifier(const char* text) {
+  return capture(*this, kIdentifierBytes, text);
+}
+
+unsigned int StringBuffer::captureAlpha(const char* text) { return capture(*this, kLetters, text); }
 
 unsigned int StringBuffer::captureAlphaNum(const char* text) {
-  return capture(kLettersAndDigits, text);
+  return capture(*this, kLettersAndDigits, text);
 }
 
 unsigned int StringBuffer::captureLine(const char* text, bool trim, bool toLower) {
   const std::string_view run = runOf(kLineBytes, text);
-  const StableText line(run.data(), run.size(), ownsAddress(text));
+  const StableText line(run.data(), run.size(), *this);
+  const BufferAccess self(*this);
   clear();
   if (!line.ok()) return 0;
+  self.reserve(run.size());
   for (std::string_view rest = line.view(); !rest.empty();) {
     const std::string_view block = rest.substr(0, kLineBlock);
-    if (!appendBytes(block)) return 0;
+    if (!self.append(block)) return 0;
     rest.remove_prefix(block.size());
   }
   if (trim) trim2();

@@ -5,6 +5,8 @@
 #include <string_view>
 
 #include "core/StringBuffer.h"
+#include "core/internal/BufferAccess.h"
+#include "core/internal/Scratch.h"
 #include "support/_dvHashMap.h"
 #include "support/_dvUrlEncode.h"
 #include "support/dvEnv.h"
@@ -12,6 +14,8 @@
 #include "text/internal/Texts.h"
 
 using dorvane::internal::appendTo;
+using dorvane::internal::BufferAccess;
+using dorvane::internal::Scratch;
 using dorvane::internal::Staging;
 
 namespace {
@@ -48,12 +52,12 @@ bool setText(StringBuffer& buffer, std::string_view text) {
 }  // namespace
 
 bool StringBuffer::variableSubstitute(_dvHashMap& variables, int valueEncoding) {
-  StringBuffer out;
-  StringBuffer key;
-  StringBuffer value;
-  out.m_secure = key.m_secure = value.m_secure = m_secure;
+  Scratch out(*this);
+  Scratch key(*this);
+  Scratch value(*this);
   PlainText plain(out);
-  std::string_view rest = text();
+  std::string_view rest = BufferAccess(*this).text();
+  BufferAccess(out).reserve(rest.size());
   while (!rest.empty()) {
     const std::size_t brace = std::min(rest.find('{'), rest.size());
     plain.putRun(rest.substr(0, brace));
@@ -67,12 +71,12 @@ bool StringBuffer::variableSubstitute(_dvHashMap& variables, int valueEncoding) 
     const std::size_t end = rest.find('}');
     if (end == kNone) {
       plain.flush();
-      out.appendBytes(rest.substr(0, 2));
-      out.appendBytes(rest.substr(2));
+      BufferAccess(out).append(rest.substr(0, 2));
+      BufferAccess(out).append(rest.substr(2));
       break;
     }
     if (setText(key, keyOf(rest.substr(2, end - 2))) &&
-        variables.hashLookupString(key.m_data, value)) {
+        variables.hashLookupString(key.getString(), value)) {
       plain.flush();
       if (encodeValue(value, valueEncoding)) out.append(value);
     }
@@ -84,21 +88,22 @@ bool StringBuffer::variableSubstitute(_dvHashMap& variables, int valueEncoding) 
 }
 
 void StringBuffer::envReplace() {
-  StringBuffer out;
-  StringBuffer name;
-  out.m_secure = name.m_secure = m_secure;
-  std::string_view rest = text();
+  Scratch result(*this);
+  Scratch name(*this);
+  const BufferAccess out(result);
+  std::string_view rest = BufferAccess(*this).text();
   bool found = false;
   for (;;) {
     const std::size_t open = rest.find('%');
     const std::size_t close = open == kNone ? kNone : rest.find('%', open + 1);
     if (close == kNone) break;
+    if (!found) out.reserve(rest.size());
     found = true;
-    out.appendBytes(rest.substr(0, open));
-    if (setText(name, rest.substr(open + 1, close - open - 1))) dvGetEnv(name.m_data, out);
+    out.append(rest.substr(0, open));
+    if (setText(name, rest.substr(open + 1, close - open - 1))) dvGetEnv(name.getString(), result);
     rest.remove_prefix(close + 1);
   }
   if (!found) return;
-  out.appendBytes(rest);
-  replaceByPieces({out.content()});
+  out.append(rest);
+  BufferAccess(*this).replaceByPieces({out.content()});
 }

@@ -4,6 +4,9 @@
 #include <string_view>
 
 #include "core/StringBuffer.h"
+#include "core/internal/BufferAccess.h"
+
+using dorvane::internal::BufferAccess;
 
 namespace {
 
@@ -78,23 +81,21 @@ Ending singularEnding(std::string_view word, bool isAlways) {
   return singularOfLongWord(word, isAlways);
 }
 
-}  // namespace
-
-void StringBuffer::changeEnding(unsigned int removed, const char* added) {
-  if (removed != 0) shorten(removed);
-  append(added);
+void changeEnding(StringBuffer& word, const Ending& ending) {
+  if (ending.removed != 0) word.shorten(ending.removed);
+  word.append(ending.added);
 }
 
+}  // namespace
+
 void StringBuffer::pluralize() {
-  if (m_length == 0) return;
-  const Ending ending = pluralEnding(content());
-  changeEnding(ending.removed, ending.added);
+  if (getSize() != 0) changeEnding(*this, pluralEnding(BufferAccess(*this).content()));
 }
 
 unsigned int StringBuffer::unpluralize() { return unpluralizeFrozen1(); }
 
 unsigned int StringBuffer::unpluralizeFrozen1() {
-  const Ending ending = singularEnding(content(), equalsIgnoreCase("always"));
-  changeEnding(ending.removed, ending.added);
-  return m_length;
+  const std::string_view word = BufferAccess(*this).content();
+  changeEnding(*this, singularEnding(word, equalsIgnoreCase("always")));
+  return getSize();
 }

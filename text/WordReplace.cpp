@@ -3,20 +3,25 @@
 #include <string_view>
 
 #include "core/StringBuffer.h"
+#include "core/internal/BufferAccess.h"
 #include "text/internal/ByteClasses.h"
 #include "text/internal/PartlyMeasured.h"
 #include "text/internal/ReplaceMatches.h"
 #include "text/internal/Texts.h"
 #include "text/internal/WordFinder.h"
 
+using dorvane::internal::BufferAccess;
 using dorvane::internal::ByteSet;
 using dorvane::internal::isEmpty;
 using dorvane::internal::kAddressBytes;
 using dorvane::internal::kWordBytes;
 using dorvane::internal::PartlyMeasured;
+using dorvane::internal::replaceAll;
 using dorvane::internal::WordFinder;
 
 namespace {
+
+constexpr std::size_t kNone = std::string_view::npos;
 
 const ByteSet& wordBytes(bool extended) { return extended ? kAddressBytes : kWordBytes; }
 
@@ -27,35 +32,37 @@ const char* StringBuffer::findWordOnly(const char* text, const char* word, int /
   if (isEmpty(text) || isEmpty(word)) return nullptr;
   const std::string_view wanted(word);
   const WordFinder find(wanted, caseSensitive, wordBytes(extendedWordChars));
-  for (PartlyMeasured part(text);; part.extend()) {
-    const char* const match = find(part.known());
+  PartlyMeasured part(text);
+  const std::size_t at = part.search([&](std::string_view known) {
+    const std::size_t match = find(known);
     // A match at the end of the known part may go on as a longer word.
-    const bool isSure = match != nullptr && match + wanted.size() != part.end();
-    if (isSure || part.isWhole()) return match;
-  }
+    const bool isSure = match + wanted.size() != known.size() || part.isWhole();
+    return isSure ? match : kNone;
+  });
+  return at == kNone ? nullptr : text + at;
 }
 
 bool StringBuffer::replaceFirstWordOccurance(const char* find, const char* replacement,
                                              int /*ignored*/, bool extendedWordChars) {
   if (isEmpty(find)) return false;
   const std::string_view word(find);
-  const std::string_view all = text();
-  const char* const match = WordFinder(word, true, wordBytes(extendedWordChars))(all);
-  if (match == nullptr) return false;
-  const auto at = static_cast<unsigned int>(match - m_data);
-  return replaceRange(at, all.substr(at + word.size()), replacement);
+  const std::string_view all = BufferAccess(*this).text();
+  const std::size_t at = WordFinder(word, true, wordBytes(extendedWordChars))(all);
+  if (at == kNone) return false;
+  return replaceRange(static_cast<unsigned int>(at), all.substr(at + word.size()), replacement);
 }
 
 unsigned int StringBuffer::replaceAllWordOccurances(const char* find, const char* replacement,
                                                     int /*ignored*/, bool extendedWordChars) {
   if (isEmpty(find)) return 0;
   const std::string_view word(find);
-  return replaceAll(word.size(), replacement, WordFinder(word, true, wordBytes(extendedWordChars)));
+  return replaceAll(*this, word.size(), replacement,
+                    WordFinder(word, true, wordBytes(extendedWordChars)));
 }
 
 unsigned int StringBuffer::replaceAllWordOccurancesNoCase(const char* find, const char* replacement,
                                                           int /*ignored*/) {
   if (isEmpty(find)) return 0;
   const std::string_view word(find);
-  return replaceAll(word.size(), replacement, WordFinder(word, false, wordBytes(false)));
+  return replaceAll(*this, word.size(), replacement, WordFinder(word, false, wordBytes(false)));
 }

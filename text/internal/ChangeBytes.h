@@ -1,6 +1,7 @@
 #ifndef DORVANE_TEXT_INTERNAL_CHANGEBYTES_H
 #define DORVANE_TEXT_INTERNAL_CHANGEBYTES_H
 
+#include <algorithm>
 #include <cstddef>
 
 namespace dorvane::internal {
@@ -17,6 +18,16 @@ void changeBytes(char* bytes, std::size_t n, Rule rule) {
   for (; i + kBlock <= n; i += kBlock)
     for (std::size_t k = 0; k < kBlock; ++k) change(bytes[i + k]);
   for (; i < n; ++i) change(bytes[i]);
+}
+
+/// Replaces a byte by another one in n bytes; returns how often it was there.
+inline unsigned int replaceEvery(char* bytes, std::size_t n, char from, char to) {
+  const auto count = std::count(bytes, bytes + n, from);
+  if (count != 0)
+    changeBytes(bytes, n, [from, to](unsigned char c) {
+      return c == static_cast<unsigned char>(from) ? to : static_cast<char>(c);
+    });
+  return static_cast<unsigned int>(count);
 }
 
 }  // namespace dorvane::internal

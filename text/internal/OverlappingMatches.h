@@ -16,20 +16,20 @@ class OverlappingMatches {
       : m_text(text), m_needle(needle), m_find(find), m_match(find(text, needle)) {}
 
   /// The first match at or behind an offset, which is at most the size of the text and not below
-  /// that of an earlier call; null when there is none.
-  const char* from(std::size_t offset);
+  /// that of an earlier call; npos when there is none.
+  std::size_t from(std::size_t offset);
 
  private:
-  void step(const char* start);
-  std::string_view behind(const char* p) const {
-    return m_text.substr(static_cast<std::size_t>(p - m_text.data()));
-  }
+  static constexpr std::size_t kNone = std::string_view::npos;
+
+  void step(std::size_t start);
+  std::size_t search(std::size_t start) const;
   bool isRepeated() const;
 
   std::string_view m_text;
   std::string_view m_needle;
   FindInText* m_find;
-  const char* m_match;
+  std::size_t m_match;
   std::size_t m_period = 0;  // 0 until it is known
 };
 

@@ -20,14 +20,22 @@ class PartlyMeasured {
   explicit PartlyMeasured(std::string_view bytes) : PartlyMeasured(bytes.data(), bytes.size()) {}
 
   std::string_view known() const { return {m_text, m_known}; }
-  const char* end() const { return m_text + m_known; }
 
   /// True when the known part is the whole text.
   bool isWhole() const { return m_known == m_limit || m_text[m_known] == '\0'; }
 
-  void extend() { measure(m_known > kUnlimited / 4 ? kUnlimited : 4 * m_known); }
+  /// The offset of the first match, or npos. `find(known)` looks for it in the known part, which is
+  /// extended until there is one or the text ends.
+  template <class Find>
+  std::size_t search(const Find& find) {
+    std::size_t at = find(known());
+    for (; at == std::string_view::npos && !isWhole(); at = find(known())) extend();
+    return at;
+  }
 
  private:
+  void extend() { measure(m_known > kUnlimited / 4 ? kUnlimited : 4 * m_known); }
+
   static constexpr std::size_t kUnlimited = std::string_view::npos;
   static constexpr std::size_t kFirstPart = 256;
 

@@ -1,46 +1,100 @@
 #ifndef DORVANE_TEXT_INTERNAL_REPLACEMATCHES_H
 #define DORVANE_TEXT_INTERNAL_REPLACEMATCHES_H
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 
 #include "core/StringBuffer.h"
+#include "core/internal/BufferAccess.h"
+#include "core/internal/Scratch.h"
 #include "text/internal/Texts.h"
 
 namespace dorvane::internal {
 
-/// Appends `text` to `out` with every match replaced, and returns the number of matches. `match`
-/// is the first one, or null; `find(rest)` answers the next in `rest`. Each is `size` bytes long.
-/// `out` grows piece by piece: the text before a match, its replacement, ..., the text behind the
-/// last match. A piece for which it cannot grow is left out. Without a match `out` stays as it is.
+/// The matches of a search in a text, in order. The first ones are found at once: they tell how
+/// much room the text needs after a replacement, and are not looked for again.
 template <class Find>
-unsigned int replaceMatches(std::string_view text, std::size_t size, std::string_view replacement,
-                            const char* match, const Find& find, StringBuffer& out) {
-  unsigned int count = 0;
-  for (; match != nullptr; match = find(text)) {
-    ++count;
-    const auto before = static_cast<std::size_t>(match - text.data());
-    appendTo(out, text.substr(0, before));
-    appendTo(out, replacement);
-    text.remove_prefix(before + size);
+class Matches {
+ public:
+  /// `find(rest)` returns the offset of the first match in `rest`, or npos. Each is `size` bytes
+  /// long.
+  Matches(std::string_view text, std::size_t size, const Find& find)
+      : m_text(text), m_size(size), m_find(find) {
+    for (std::size_t at; m_known < kMostKnown; m_afterKnown += at + size) {
+      at = find(text.substr(m_afterKnown));
+      if (at == kNone) break;
+      m_gaps[m_known++] = static_cast<std::uint32_t>(at);
+    }
   }
-  if (count != 0) appendTo(out, text);
+
+  bool none() const { return m_known == 0; }
+
+  /// Size of the text with each match replaced by `n` bytes. With many matches it is a bound if
+  /// they do not become longer; if they do, an estimate from those that are known.
+  std::uint64_t sizeReplacedBy(std::size_t n) const {
+    const std::uint64_t all = m_text.size();
+    if (n <= m_size) return all - m_known * std::uint64_t{m_size - n};
+    const std::uint64_t growth = m_known * std::uint64_t{n - m_size};
+    return all + growth + (m_known < kMostKnown ? 0 : growthOfRest(growth));
+  }
+
+  /// Appends the text with every match replaced to `out`; returns the number of matches. `out`
+  /// grows piece by piece: the text before a match, its replacement, ..., the text after the last
+  /// match. A piece for which it cannot grow is left out.
+  unsigned int appendReplaced(std::string_view replacement, StringBuffer& out) const {
+    std::string_view rest = m_text;
+    const auto replaceNext = [&](std::size_t gap) {
+      appendTo(out, rest.substr(0, gap));
+      appendTo(out, replacement);
+      rest.remove_prefix(gap + m_size);
+    };
+    for (unsigned int i = 0; i < m_known; ++i) replaceNext(m_gaps[i]);
+    unsigned int count = m_known;
+    if (m_known == kMostKnown) {
+      for (std::size_t gap; (gap = m_find(rest)) != kNone; ++count) replaceNext(gap);
+    }
+    appendTo(out, rest);
+    return count;
+  }
+
+ private:
+  static constexpr std::size_t kNone = std::string_view::npos;
+  static constexpr unsigned int kMostKnown = 256;
+
+  // A little more than if the rest grew as its beginning did, but at most to four times its size.
+  std::uint64_t growthOfRest(std::uint64_t growth) const {
+    const double perByte = static_cast<double>(growth) / static_cast<double>(m_afterKnown);
+    const auto rest = static_cast<double>(m_text.size() - m_afterKnown);
+    return static_cast<std::uint64_t>(std::min(perByte * 1.125, 3.0) * rest);
+  }
+
+  std::string_view m_text;
+  std::size_t m_size;
+  Find m_find;
+  std::size_t m_afterKnown = 0;
+  unsigned int m_known = 0;
+  std::uint32_t m_gaps[kMostKnown];  // the bytes before each known match, from the one before it on
+};
+
+/// Replaces all matches in the text of a buffer, each `size` bytes long, and returns their number.
+/// `find(rest)` returns the offset of the first one in `rest`, or npos. A null replacement is the
+/// empty one.
+template <class Find>
+unsigned int replaceAll(StringBuffer& buffer, std::size_t size, const char* replacement,
+                        const Find& find) {
+  const BufferAccess self(buffer);
+  const Matches matches(self.text(), size, find);
+  if (matches.none()) return 0;
+  const std::string_view bytes = replacement == nullptr ? "" : replacement;
+  Scratch out(buffer);
+  BufferAccess(out).reserve(matches.sizeReplacedBy(bytes.size()));
+  const unsigned int count = matches.appendReplaced(bytes, out);
+  buffer.takeSb(out);
   return count;
 }
 
 }  // namespace dorvane::internal
-
-template <class Find>
-unsigned int StringBuffer::replaceAll(std::size_t size, const char* replacement, const Find& find) {
-  const std::string_view all = text();
-  const char* const first = find(all);
-  if (first == nullptr) return 0;
-  StringBuffer out;
-  out.m_secure = m_secure;
-  const unsigned int count = dorvane::internal::replaceMatches(
-      all, size, replacement == nullptr ? "" : replacement, first, find, out);
-  takeSb(out);
-  return count;
-}
 
 #endif

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "core/StringBuffer.h"
+#include "core/internal/BufferAccess.h"
 #include "support/dvMemory.h"
 
 namespace dorvane::internal {
@@ -15,9 +17,10 @@ class SavedTail {
  public:
   static constexpr std::size_t kLocalSize = 400;
 
-  /// A tail of up to `mostLocal` bytes, at most kLocalSize, needs no memory from the heap.
-  SavedTail(std::string_view tail, bool secure, std::size_t mostLocal = kLocalSize)
-      : m_size(tail.size()), m_secure(secure) {
+  /// The buffer is the one that the tail belongs to. A tail of up to `mostLocal` bytes, at most
+  /// kLocalSize, needs no memory from the heap.
+  SavedTail(std::string_view tail, const StringBuffer& buffer, std::size_t mostLocal = kLocalSize)
+      : m_size(tail.size()), m_secure(BufferAccess(buffer).isSecure()) {
     if (m_size > mostLocal) m_block = m_onHeap = dvNewChar(static_cast<unsigned int>(m_size));
     if (m_block != nullptr) std::memcpy(m_block, tail.data(), m_size);
   }

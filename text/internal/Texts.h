@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "core/StringBuffer.h"
+#include "core/internal/BufferAccess.h"
 #include "core/internal/Limits.h"
 
 namespace dorvane::internal {
@@ -19,6 +20,14 @@ inline bool isEmpty(const char* text) { return text == nullptr || *text == '\0';
 inline bool appendTo(StringBuffer& out, std::string_view bytes) {
   return bytes.size() <= std::numeric_limits<unsigned int>::max() &&
          out.appendN(bytes.data(), static_cast<unsigned int>(bytes.size()));
+}
+
+/// Empties an output parameter: its block serves the next call, unless it holds a secret.
+inline void emptyForOutput(StringBuffer& out) {
+  if (BufferAccess(out).isSecure())
+    out.clear();
+  else
+    out.weakClear();
 }
 
 /// For a temporary whose content becomes at most a few times as long as its source: the ordinary

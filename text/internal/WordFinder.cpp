@@ -4,16 +4,14 @@
 
 namespace dorvane::internal {
 
-const char* WordFinder::operator()(std::string_view text) const {
+std::size_t WordFinder::operator()(std::string_view text) const {
   OverlappingMatches matches(text, m_word, m_find);
   std::size_t start = 0;
-  while (const char* const match = matches.from(start)) {
-    const auto at = static_cast<std::size_t>(match - text.data());
+  for (std::size_t at; (at = matches.from(start)) != std::string_view::npos; start = at + 1) {
     const bool startsAtBoundary = at == start || !m_wordBytes.contains(text[at - 1]);
-    if (startsAtBoundary && endsAtBoundary(text.substr(at + m_word.size()))) return match;
-    start = at + 1;
+    if (startsAtBoundary && endsAtBoundary(text.substr(at + m_word.size()))) return at;
   }
-  return nullptr;
+  return std::string_view::npos;
 }
 
 bool WordFinder::endsAtBoundary(std::string_view behindMatch) const {

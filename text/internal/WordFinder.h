@@ -1,6 +1,7 @@
 #ifndef DORVANE_TEXT_INTERNAL_WORDFINDER_H
 #define DORVANE_TEXT_INTERNAL_WORDFINDER_H
 
+#include <cstddef>
 #include <string_view>
 
 #include "support/ByteSet.h"
@@ -13,10 +14,12 @@ class WordFinder {
  public:
   /// `word` is not empty; `wordBytes` outlives the finder.
   WordFinder(std::string_view word, bool caseSensitive, const ByteSet& wordBytes)
-      : m_word(word), m_find(caseSensitive ? findBytes : findBytesNoCase), m_wordBytes(wordBytes) {}
+      : m_word(word),
+        m_find(caseSensitive ? findOffset : findOffsetNoCase),
+        m_wordBytes(wordBytes) {}
 
-  /// The first whole-word match in `text`, or null. Linear in the text.
-  const char* operator()(std::string_view text) const;
+  /// The offset of the first whole-word match in `text`, or npos. Linear in the text.
+  std::size_t operator()(std::string_view text) const;
 
  private:
   bool endsAtBoundary(std::string_view behindMatch) const;
