@@ -10,8 +10,16 @@
 
 namespace {
 
+// Each block is preceded by its size, at a distance that keeps the alignment.
+constexpr std::size_t kHeader = alignof(std::max_align_t) > sizeof(std::size_t)
+                                    ? alignof(std::max_align_t)
+                                    : sizeof(std::size_t);
+
+constexpr std::size_t kNoLimit = SIZE_MAX - kHeader;
+
 struct HookState {
   harness::FailingAllocation failing;
+  std::size_t largest = kNoLimit;
   long live = 0;
   harness::AllocationCount made = {0, 0};
   harness::WatchReleases::Callback* callback = nullptr;
@@ -19,13 +27,8 @@ struct HookState {
 
 thread_local HookState t_hook;
 
-// Each block is preceded by its size, at a distance that keeps the alignment.
-constexpr std::size_t kHeader = alignof(std::max_align_t) > sizeof(std::size_t)
-                                    ? alignof(std::max_align_t)
-                                    : sizeof(std::size_t);
-
 void* allocate(std::size_t size) noexcept {
-  if (t_hook.failing.next() || size > SIZE_MAX - kHeader) return nullptr;
+  if (t_hook.failing.next() || size > t_hook.largest) return nullptr;
   auto* raw = static_cast<unsigned char*>(std::malloc(size + kHeader));
   if (raw == nullptr) return nullptr;
   *reinterpret_cast<std::size_t*>(raw) = size;
@@ -69,6 +72,10 @@ void operator delete[](void* block, const std::nothrow_t&) noexcept { release(bl
 namespace harness {
 
 FailAllocation::FailAllocation(long k, Mode mode) { t_hook.failing.start(k, mode == kFromThenOn); }
+
+FailLargeAllocations::FailLargeAllocations(std::size_t largest) { t_hook.largest = largest; }
+
+FailLargeAllocations::~FailLargeAllocations() { t_hook.largest = kNoLimit; }
 
 FailAllocation::~FailAllocation() { t_hook.failing.stop(); }
 

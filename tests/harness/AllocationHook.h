@@ -23,6 +23,16 @@ class FailAllocation {
   bool fired() const;  // whether one has failed
 };
 
+// While one lives, this thread gets no block of more than `largest` bytes: what is reserved for a
+// whole result fails, and its first pieces find memory.
+class FailLargeAllocations {
+ public:
+  explicit FailLargeAllocations(std::size_t largest);
+  ~FailLargeAllocations();
+  FailLargeAllocations(const FailLargeAllocations&) = delete;
+  FailLargeAllocations& operator=(const FailLargeAllocations&) = delete;
+};
+
 // Runs `body` with every k-th allocation failing, k = 1, 2, ..., once each and persistently,
 // until a run makes no more than k - 1 allocations. `setUp` makes fresh objects before each run
 // outside the failing scope; `check` verifies the invariants after it. Returns the number of

@@ -225,7 +225,7 @@ inline void expectAgreesWhereverTheTextsLie(const Operation& operation, const st
 inline int dirtyReleases(const std::function<void()>& body) {
   int dirty = 0;
   const WatchReleases watch([&dirty](const unsigned char* block, std::size_t size) {
-    if (std::any_of(block, block + size, [](unsigned char b) { return b != 0; })) ++dirty;
+    if (!isWiped(block, size)) ++dirty;
   });
   body();
   return dirty;

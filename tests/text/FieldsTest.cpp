@@ -9,6 +9,7 @@
 
 #include "core/StringBuffer.h"
 #include "harness/AllocationHook.h"
+#include "harness/AllocationsPerSize.h"
 #include "harness/BufferState.h"
 #include "harness/FieldsReference.h"
 #include "harness/LivenessMarks.h"
@@ -1135,6 +1136,29 @@ TEST(Fields, FieldAfterFieldOfALongRecordTakesTheTimeOfTheRecordEach) {
   // The first quote opens, the last one closes, and the others are pairs.
   EXPECT_TRUE(holds(out, "x" + std::string((1 << 17) - 1, '"') + "y"));
   EXPECT_LT(seconds, 8.0);
+}
+
+// ---- Allocations ----
+
+TEST(Fields, ReadingAllocatesOnceWhateverTheSize) {
+  const auto record = [](std::size_t size) {
+    return "a,\"" + harness::textWithMarks(size, 100, "\"\"") + "\",b";
+  };
+  EXPECT_TRUE(harness::allocatesAtAnySize(1, record, [](StringBuffer& buffer) {
+    StringBuffer field;
+    buffer.getNthDelimited(1, ',', true, true, field);
+    return field.getSize();
+  }));
+}
+
+// One for the value, one for the record and one for what stands after the field.
+TEST(Fields, WritingAllocatesTheSameWhateverTheSize) {
+  const auto record = [](std::size_t size) { return "a,b," + std::string(size, 'c'); };
+  EXPECT_TRUE(harness::allocatesAtAnySize(3, record, [](StringBuffer& buffer) {
+    const StringBuffer value(buffer.getString());
+    buffer.setNthDelimited(1, ',', true, true, value);
+    return buffer.getSize();
+  }));
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include "core/StringBuffer.h"
 #include "harness/AllocationHook.h"
+#include "harness/AllocationsPerSize.h"
 #include "harness/BufferState.h"
 #include "harness/FiltersReference.h"
 #include "harness/ModelBuffer.h"
@@ -873,6 +874,22 @@ TEST(FiltersHostile, LargeResultsAreThoseOfTheReference) {
   const std::string text = harness::randomText(5, 600000, "\r\nab \\"s);
   for (const Member& member : {toCrLf(), toLf(), indentBy(' ', 2), named("unescape")})
     EXPECT_TRUE(agrees(member, text));
+}
+
+// ---------------------------------------------------------------------------------------------
+// Allocations
+// ---------------------------------------------------------------------------------------------
+
+TEST(FiltersAllocations, LinesAreRewrittenWithOneAllocationWhateverTheSize) {
+  const auto text = [](std::size_t size) { return harness::textWithMarks(size, 20, "\n"); };
+  EXPECT_TRUE(harness::allocatesAtAnySize(1, text, [](StringBuffer& buffer) {
+    buffer.toCRLF();
+    return buffer.getSize();
+  }));
+  EXPECT_TRUE(harness::allocatesAtAnySize(1, text, [](StringBuffer& buffer) {
+    buffer.indent(' ', 8);
+    return buffer.getSize();
+  }));
 }
 
 }  // namespace

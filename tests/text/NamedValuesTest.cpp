@@ -9,6 +9,7 @@
 
 #include "core/StringBuffer.h"
 #include "harness/AllocationHook.h"
+#include "harness/AllocationsPerSize.h"
 #include "harness/BufferState.h"
 #include "harness/ModelBuffer.h"
 #include "harness/NamedValuesReference.h"
@@ -561,6 +562,25 @@ TEST(NamedValues, HostileTextsTakeLinearTime) {
     EXPECT_FALSE(pairs.getNamedValue(("b" + periodic.substr(size / 2) + "x").c_str(), value));
   });
   EXPECT_LT(seconds, 8.0);
+}
+
+// ---- Allocations ----
+
+TEST(NamedValues, EachOutputAllocatesOnceWhateverTheSize) {
+  const auto text = [](std::size_t size) {
+    return std::string(size, 'n') + "=\"" + std::string(size, 'v') + "\"";
+  };
+  EXPECT_TRUE(harness::allocatesAtAnySize(2, text, [](StringBuffer& buffer) {
+    StringBuffer name;
+    StringBuffer value;
+    buffer.splitAttrValue(name, value, true);
+    return name.getSize() + value.getSize();
+  }));
+  EXPECT_TRUE(harness::allocatesAtAnySize(1, text, [](StringBuffer& buffer) {
+    StringBuffer value;
+    buffer.getNamedValue("n", value);
+    return value.getSize();
+  }));
 }
 
 }  // namespace

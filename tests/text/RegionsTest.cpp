@@ -10,6 +10,7 @@
 
 #include "core/StringBuffer.h"
 #include "harness/AllocationHook.h"
+#include "harness/AllocationsPerSize.h"
 #include "harness/BufferState.h"
 #include "harness/ModelBuffer.h"
 #include "harness/Operation.h"
@@ -663,13 +664,12 @@ TEST(Regions, RemovingLosesPiecesOnly) {
   }
 }
 
-// Where memory is exhausted once, only that piece is missing.
+// Where there is no memory for a piece, only that one is missing.
 TEST(Regions, RemovingGoesOnBehindALostPiece) {
   StringBuffer buffer;
   harness::fillHeap(buffer, std::string(90, '.') + "{x}" + std::string(400, ',') + "{y};", 5);
-  const harness::FailAllocation fail(2);
+  const harness::FailLargeAllocations fail(400);
   EXPECT_TRUE(buffer.removeDelimited("{", "}", true));
-  EXPECT_TRUE(fail.fired());
   EXPECT_TRUE(holds(buffer, std::string(90, '.') + ";"));
 }
 
@@ -863,6 +863,33 @@ TEST(Regions, RecordByRecordCopyingTakesLinearTime) {
         EXPECT_EQ(buffer.copyUntil(";", start, count, out), record[6] == ';');
     });
     EXPECT_LT(growth, 3.0) << testing::PrintToString(record);
+  }
+}
+
+// ---- Allocations ----
+
+std::string textWithRegions(std::size_t size) {
+  return harness::textWithMarks(size, 100, "<b>word</b>");
+}
+
+TEST(Regions, RemovingAllocatesOnceWhateverTheSize) {
+  EXPECT_TRUE(harness::allocatesAtAnySize(1, textWithRegions, [](StringBuffer& buffer) {
+    buffer.removeDelimited("<b>", "</b>", true);
+    return buffer.getSize();
+  }));
+}
+
+TEST(Regions, ReplacingAllocatesTheSameWhateverTheSize) {
+  EXPECT_TRUE(harness::allocatesAtAnySize(1, textWithRegions, [](StringBuffer& buffer) {
+    buffer.replaceAllBetween("<b>", "</b>", "another text", false);
+    return buffer.getSize();
+  }));
+  // One for the regions as they come, and one for the result.
+  for (const char* replacement : {"", "text", "a sentence"}) {
+    EXPECT_TRUE(harness::allocatesAtAnySize(2, textWithRegions, [&](StringBuffer& buffer) {
+      buffer.replaceAllOccurancesBetween("<b>", "</b>", "word", replacement);
+      return buffer.getSize();
+    })) << replacement;
   }
 }
 

@@ -10,6 +10,7 @@
 
 #include "core/StringBuffer.h"
 #include "harness/AllocationHook.h"
+#include "harness/AllocationsPerSize.h"
 #include "harness/BufferState.h"
 #include "harness/ModelBuffer.h"
 #include "harness/ReplaceReference.h"
@@ -946,7 +947,7 @@ Releases watch(const std::function<void()>& act) {
   Releases releases;
   harness::WatchReleases watching([&](const unsigned char* block, std::size_t size) {
     ++releases.all;
-    if (!allZero(block, size)) ++releases.dirty;
+    if (!harness::isWiped(block, size)) ++releases.dirty;
   });
   act();
   return releases;
@@ -1158,6 +1159,66 @@ TEST(ReplaceFailure, AMatchAtTheEndHasNoTailToSave) {
     EXPECT_TRUE(replaced.found) << member.name;
     EXPECT_EQ(replaced.content, std::string(90, 'p')) << member.name;
   }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Allocations
+// ---------------------------------------------------------------------------------------------
+
+TEST(ReplaceAll, AllocatesOnceWhateverTheSize) {
+  for (const std::size_t distance : {10U, 100U, 500U}) {
+    for (const char* replacement : {"", "x", "MATE", "LONGER", "A MUCH LONGER WORD"}) {
+      const auto text = [distance](std::size_t size) {
+        return harness::textWithMarks(size, distance, "WORD");
+      };
+      EXPECT_TRUE(harness::allocatesAtAnySize(1, text,
+                                              [&](StringBuffer& buffer) {
+                                                buffer.replaceAllOccurances("WORD", replacement);
+                                                return buffer.getSize();
+                                              }))
+          << distance << ' ' << replacement;
+      EXPECT_TRUE(harness::allocatesAtAnySize(1, text,
+                                              [&](StringBuffer& buffer) {
+                                                buffer.replaceAllOccurancesNoCase("word",
+                                                                                  replacement);
+                                                return buffer.getSize();
+                                              }))
+          << distance << ' ' << replacement;
+    }
+  }
+}
+
+TEST(ReplaceAll, MatchesThatBecomeMoreFrequentCostAFewAllocations) {
+  for (const std::size_t size : {std::size_t{1} << 20, std::size_t{1} << 23}) {
+    const std::string text =
+        harness::textWithMarks(size / 2, 1000, "&") + harness::textWithMarks(size / 2, 2, "&");
+    StringBuffer buffer(text.c_str());
+    const harness::AllocationCount before = harness::allocationsMade();
+    EXPECT_EQ(buffer.replaceAllOccurances("&", "&amp;"), size / 2000 + size / 4);
+    EXPECT_LE(harness::allocationsMade().blocks - before.blocks, 4) << size;
+    EXPECT_LE(harness::allocationsMade().bytes - before.bytes,
+              static_cast<long long>(5 * (text.size() + buffer.getSize())));
+  }
+}
+
+TEST(ReplaceAll, MatchesThatBecomeRareTakeRoomInProportionToTheText) {
+  const std::string text = harness::textWithMarks(1000, 2, "&") + std::string(4000000, 'x');
+  const std::string replacement(1000, 'y');
+  StringBuffer buffer(text.c_str());
+  const harness::AllocationCount before = harness::allocationsMade();
+  EXPECT_EQ(buffer.replaceAllOccurances("&", replacement.c_str()), 500U);
+  EXPECT_EQ(harness::allocationsMade().blocks - before.blocks, 1);
+  EXPECT_LE(harness::allocationsMade().bytes - before.bytes,
+            static_cast<long long>(5 * text.size()));
+}
+
+TEST(ReplaceAll, AResultThatStaysInsideTheObjectHoldsNoBlock) {
+  StringBuffer buffer(("x" + std::string(1000, 'y')).c_str());
+  const long live = harness::liveBlocks();
+  EXPECT_EQ(buffer.replaceAllOccurances("y", ""), 1000U);
+  EXPECT_TRUE(holds(buffer, "x"));
+  EXPECT_EQ(buffer.heapUsage(), 0U);
+  EXPECT_EQ(harness::liveBlocks(), live - 1);
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 
 #include "core/StringBuffer.h"
 #include "harness/AllocationHook.h"
+#include "harness/AllocationsPerSize.h"
 #include "harness/BufferState.h"
 #include "harness/ModelBuffer.h"
 #include "harness/ReleasedBlocks.h"
@@ -329,8 +330,8 @@ TEST(Scanners, CaptureLineKeepsTheBlocksBeforeTheFailure) {
   StringBuffer buffer;
   unsigned int result = 1;
   {
-    // The second block of storage is needed for the second 256 bytes.
-    const harness::FailAllocation fail(2, harness::FailAllocation::kFromThenOn);
+    // A second block of storage is needed for the second 256 bytes.
+    const harness::FailLargeAllocations fail(500);
     result = buffer.captureLine(text.c_str(), true, true);
   }
   EXPECT_EQ(result, 0U);
@@ -514,6 +515,16 @@ TEST(Scanners, ManySmallCapturesTakeTheTimeOfTheText) {
   EXPECT_EQ(*cursor, '\0');
   EXPECT_EQ(buffer.getSize(), 500000U);
   EXPECT_LT(seconds, 8.0);
+}
+
+// ---- Allocations ----
+
+TEST(Scanners, ALineAllocatesOnceWhateverTheSize) {
+  const auto text = [](std::size_t size) { return std::string(size, 'x') + "\nrest"; };
+  EXPECT_TRUE(harness::allocatesAtAnySize(1, text, [](StringBuffer& buffer) {
+    StringBuffer line;
+    return line.captureLine(buffer.getString(), true, false);
+  }));
 }
 
 }  // namespace

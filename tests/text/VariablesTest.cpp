@@ -10,6 +10,7 @@
 
 #include "core/StringBuffer.h"
 #include "harness/AllocationHook.h"
+#include "harness/AllocationsPerSize.h"
 #include "harness/BufferState.h"
 #include "harness/ModelBuffer.h"
 #include "harness/Operation.h"
@@ -597,6 +598,26 @@ TEST(Variables, LargeValuesAreInsertedWhole) {
   seconds += secondsOf([&] { buffer.envReplace(); });
   EXPECT_EQ(bytesOf(buffer), "x" + value + "y");
   EXPECT_LT(seconds, 8.0);
+}
+
+// ---- Allocations ----
+
+TEST(Variables, SubstitutingAllocatesOnceWhateverTheSize) {
+  _dvHashMap variables;
+  variables.hashInsertString("name", "value");
+  const auto text = [](std::size_t size) { return harness::textWithMarks(size, 50, "{$name}"); };
+  EXPECT_TRUE(harness::allocatesAtAnySize(1, text, [&](StringBuffer& buffer) {
+    buffer.variableSubstitute(variables, 0);
+    return buffer.getSize();
+  }));
+}
+
+TEST(Variables, TheEnvironmentIsPutInWithTwoAllocationsWhateverTheSize) {
+  const auto text = [](std::size_t size) { return harness::textWithMarks(size, 50, "%NO_SUCH%"); };
+  EXPECT_TRUE(harness::allocatesAtAnySize(2, text, [](StringBuffer& buffer) {
+    buffer.envReplace();
+    return buffer.getSize();
+  }));
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include "core/StringBuffer.h"
 #include "harness/AllocationHook.h"
+#include "harness/AllocationsPerSize.h"
 #include "harness/BufferState.h"
 #include "harness/ModelBuffer.h"
 #include "harness/Operation.h"
@@ -532,6 +533,22 @@ TEST(WordReplace, WithoutMemoryForTheTailNothingChanges) {
       EXPECT_FALSE(found) << tail;
       EXPECT_TRUE(holds(buffer, content)) << tail;
     }
+  }
+}
+
+// ---- Allocations ----
+
+TEST(WordReplace, AllocatesOnceWhateverTheSize) {
+  for (const char* replacement : {"", "x", "a longer one"}) {
+    const auto text = [](std::size_t size) { return harness::textWithMarks(size, 20, " word "); };
+    EXPECT_TRUE(harness::allocatesAtAnySize(1, text, [&](StringBuffer& buffer) {
+      buffer.replaceAllWordOccurances("word", replacement, 0, false);
+      return buffer.getSize();
+    })) << replacement;
+    EXPECT_TRUE(harness::allocatesAtAnySize(1, text, [&](StringBuffer& buffer) {
+      buffer.replaceAllWordOccurancesNoCase("WORD", replacement, 0);
+      return buffer.getSize();
+    })) << replacement;
   }
 }
 
