@@ -1430,14 +1430,8 @@ class StringBuffer : public NonRefCountedObj {
   // new content; the extend size stays.
   void replaceByBlock(unsigned char* block, unsigned int capacity, unsigned int length);
 
-
   // What several members of a family share.
 
-  // Replaces the bytes from `at` up to `tail`, which runs to the end of the text or the content.
-  bool replaceRange(unsigned int at, std::string_view tail, const char* replacement);
-  // Replace in place: each byte `from` of the content; each match in the text.
-  unsigned int replaceByte(char from, char to) noexcept;
-  unsigned int replaceWithByte(std::string_view needle, char to) noexcept;
   // Replaces each byte of the content that is one of the n bytes of a set.
   void replaceBytesOf(const char* set, unsigned int n, char to) noexcept;
   template <unsigned int kNeeded, class Set>

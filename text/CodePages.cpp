@@ -17,6 +17,7 @@
 #include "support/internal/CodePageNumbers.h"
 #include "support/internal/Conversion.h"
 #include "support/internal/Search.h"
+#include "text/internal/ChangeBytes.h"
 #include "text/internal/Reencode.h"
 
 using dorvane::internal::BufferAccess;
@@ -27,6 +28,7 @@ using dorvane::internal::kUsAsciiPage;
 using dorvane::internal::kUtf16LePage;
 using dorvane::internal::kUtf8Page;
 using dorvane::internal::reencode;
+using dorvane::internal::replaceEvery;
 
 namespace {
 
@@ -131,7 +133,7 @@ void StringBuffer::replaceCharUtf8(char from, char to) {
   XString form;
   if (!form.setFromAnsi(character) || findBytes(self.text(), form.getUtf8()) == nullptr) return;
   if (isAscii(self.content())) {
-    replaceByte(from, to);
+    replaceEvery(self.data(), self.size(), from, to);
     return;
   }
   XString characters;

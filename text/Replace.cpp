@@ -3,9 +3,11 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 
 #include "core/StringBuffer.h"
+#include "core/internal/BufferAccess.h"
 #include "support/CharTables.h"
 #include "support/internal/Search.h"
 #include "text/internal/ChangeBytes.h"
@@ -14,16 +16,18 @@
 #include "text/internal/StableText.h"
 #include "text/internal/Texts.h"
 
-using dorvane::internal::changeBytes;
-using dorvane::internal::findBytes;
+using dorvane::internal::BufferAccess;
 using dorvane::internal::findOffset;
 using dorvane::internal::findOffsetNoCase;
 using dorvane::internal::isEmpty;
 using dorvane::internal::replaceAll;
+using dorvane::internal::replaceEvery;
 using dorvane::internal::SavedTail;
 using dorvane::internal::StableText;
 
 namespace {
+
+constexpr std::size_t kNone = std::string_view::npos;
 
 // The UTF-8 form of a Windows-1252 byte from 0x80 up, as a text.
 struct Utf8Text {
@@ -33,59 +37,83 @@ struct Utf8Text {
   char bytes[4] = {};
 };
 
+// Replaces the bytes from `at` up to `tail`, which runs to the end of the text or the content.
+bool replaceRange(StringBuffer& buffer, std::size_t at, std::string_view tail,
+                  const char* replacement) {
+  const BufferAccess access(buffer);
+  if (replacement == nullptr) {
+    // Deliberate: the match stays, as the start of a tail that is cut off and appended again.
+    access.terminateAt(static_cast<std::size_t>(tail.data() + tail.size() - access.data()));
+    access.dropTrailingNuls();
+    return true;
+  }
+  const StableText stable(replacement, buffer);
+  if (!stable.ok()) return false;
+  const std::string_view bytes = stable.view();
+
+  const std::uint64_t total = at + std::uint64_t{bytes.size()} + tail.size();
+  if (total <= access.longestWithoutGrowth()) {
+    std::memmove(access.data() + at + bytes.size(), tail.data(), tail.size());
+    std::memcpy(access.data() + at, bytes.data(), bytes.size());
+    access.terminateAt(static_cast<std::size_t>(total));
+    if (!tail.empty()) access.dropTrailingNuls();
+    return true;
+  }
+  // On the heap, whatever its size: where there is no memory for the tail there is none for the
+  // larger block either, and nothing has been cut off yet.
+  const SavedTail saved(tail, buffer, 0);
+  if (!saved.ok()) return false;
+  access.terminateAt(at);
+  if (!bytes.empty()) access.append(bytes);
+  buffer.appendN(saved.data(), saved.size());
+  return true;
+}
+
+// Replaces each match of the needle by a byte, in place; returns how many there were.
+unsigned int replaceWithByte(StringBuffer& buffer, std::string_view needle, char to) noexcept {
+  const BufferAccess access(buffer);
+  unsigned int count = 0;
+  char* write = access.data();
+  std::string_view rest = access.text();
+  const auto keep = [&write](std::string_view run) {
+    if (write != run.data()) std::memmove(write, run.data(), run.size());
+    write += run.size();
+  };
+  for (std::size_t before; (before = findOffset(rest, needle)) != kNone; ++count) {
+    keep(rest.substr(0, before));
+    *write++ = to;
+    rest.remove_prefix(before + needle.size());
+  }
+  keep(rest);
+  access.terminateAt(static_cast<std::size_t>(write - access.data()));
+  return count;
+}
+
 }  // namespace
 
 // ---- One match ----
 
 bool StringBuffer::replaceFirstOccurance(const char* find, const char* replacement) {
   if (isEmpty(find)) return false;
+  const BufferAccess self(*this);
   const std::string_view needle(find);
-  const char* const match = findBytes(text(), needle);
-  if (match == nullptr) return false;
-  const auto at = static_cast<unsigned int>(match - m_data);
-  return replaceRange(at, content().substr(at + needle.size()), replacement);
+  const std::size_t at = findOffset(self.text(), needle);
+  return at != kNone &&
+         replaceRange(*this, at, self.content().substr(at + needle.size()), replacement);
 }
 
 bool StringBuffer::replaceLastOccurance(const char* find, const char* replacement) {
   if (isEmpty(find)) return false;
+  const BufferAccess self(*this);
   const std::string_view needle(find);
-  const char* last = nullptr;
-  std::string_view rest = text();
-  while (const char* match = findBytes(rest, needle)) {
-    last = match;
-    rest.remove_prefix(static_cast<std::size_t>(match - rest.data()) + needle.size());
+  const std::string_view all = self.text();
+  std::size_t last = kNone;
+  std::size_t searched = 0;
+  for (std::size_t gap; (gap = findOffset(all.substr(searched), needle)) != kNone;) {
+    last = searched + gap;
+    searched = last + needle.size();
   }
-  if (last == nullptr) return false;
-  const auto at = static_cast<unsigned int>(last - m_data);
-  return replaceRange(at, content().substr(at + needle.size()), replacement);
-}
-
-bool StringBuffer::replaceRange(unsigned int at, std::string_view tail, const char* replacement) {
-  if (replacement == nullptr) {
-    // Deliberate: the match stays, as the start of a tail that is cut off and appended again.
-    endAt(static_cast<unsigned int>(tail.data() + tail.size() - m_data));
-    dropTrailingNuls();
-    return true;
-  }
-  const StableText stable(replacement, ownsAddress(replacement));
-  if (!stable.ok()) return false;
-  const std::string_view bytes = stable.view();
-
-  if (at + std::uint64_t{bytes.size()} + tail.size() < storageSize()) {
-    std::memmove(m_data + at + bytes.size(), tail.data(), tail.size());
-    std::memcpy(m_data + at, bytes.data(), bytes.size());
-    endAt(static_cast<unsigned int>(at + bytes.size() + tail.size()));
-    if (!tail.empty()) dropTrailingNuls();
-    return true;
-  }
-  // On the heap, whatever its size: where there is no memory for the tail there is none for the
-  // larger block either, and nothing has been cut off yet.
-  const SavedTail saved(tail, m_secure, 0);
-  if (!saved.ok()) return false;
-  endAt(at);
-  if (!bytes.empty()) appendBytes(bytes);
-  appendN(saved.data(), saved.size());
-  return true;
+  return last != kNone && replaceRange(*this, last, self.content().substr(searched), replacement);
 }
 
 // ---- All matches ----
@@ -105,16 +133,17 @@ unsigned int StringBuffer::replaceAllOccurancesNoCase(const char* find, const ch
 }
 
 unsigned int StringBuffer::replaceCharInOccurances(const char* find, char from, char to) {
-  const StableText needle(find, ownsAddress(find));
+  const StableText needle(find, *this);
   if (needle.empty() || !needle.ok()) return 0;
+  const BufferAccess self(*this);
+  const std::size_t size = needle.view().size();
   unsigned int count = 0;
-  std::string_view rest = text();
-  while (const char* match = findBytes(rest, needle.view())) {
-    ++count;
-    char* const first = m_data + (match - m_data);
-    for (std::size_t i = 0; i < needle.view().size(); ++i)
-      if (first[i] == from) first[i] = to;
-    rest.remove_prefix(static_cast<std::size_t>(match - rest.data()) + needle.view().size());
+  std::string_view rest = self.text();
+  for (std::size_t gap; (gap = findOffset(rest, needle.view())) != kNone; ++count) {
+    rest.remove_prefix(gap);
+    char* const match = self.data() + (rest.data() - self.data());
+    std::replace(match, match + size, from, to);
+    rest.remove_prefix(size);
   }
   return count;
 }
@@ -122,41 +151,13 @@ unsigned int StringBuffer::replaceCharInOccurances(const char* find, char from, 
 // ---- By one byte ----
 
 unsigned int StringBuffer::replaceAllWithUchar(const char* find, unsigned int value) {
-  const StableText needle(find, ownsAddress(find));
+  const StableText needle(find, *this);
   if (needle.empty() || !needle.ok()) return 0;
+  const BufferAccess self(*this);
   const char byte = static_cast<char>(static_cast<unsigned char>(value));
-  return needle.view().size() == 1 ? replaceByte(needle.view().front(), byte)
-                                   : replaceWithByte(needle.view(), byte);
-}
-
-unsigned int StringBuffer::replaceByte(char from, char to) noexcept {
-  const std::string_view all = content();
-  const auto count = std::count(all.begin(), all.end(), from);
-  if (count != 0)
-    changeBytes(m_data, all.size(), [from, to](unsigned char c) {
-      return c == static_cast<unsigned char>(from) ? to : static_cast<char>(c);
-    });
-  return static_cast<unsigned int>(count);
-}
-
-unsigned int StringBuffer::replaceWithByte(std::string_view needle, char to) noexcept {
-  unsigned int count = 0;
-  char* write = m_data;
-  std::string_view rest = text();
-  const auto keep = [&write](std::string_view run) {
-    if (write != run.data()) std::memmove(write, run.data(), run.size());
-    write += run.size();
-  };
-  while (const char* match = findBytes(rest, needle)) {
-    const auto before = static_cast<std::size_t>(match - rest.data());
-    keep(rest.substr(0, before));
-    *write++ = to;
-    ++count;
-    rest.remove_prefix(before + needle.size());
-  }
-  keep(rest);
-  endAt(static_cast<unsigned int>(write - m_data));
-  return count;
+  return needle.view().size() == 1
+             ? replaceEvery(self.data(), self.size(), needle.view().front(), byte)
+             : replaceWithByte(*this, needle.view(), byte);
 }
 
 unsigned int StringBuffer::replaceAllWithUcharUtf8(const char* find, unsigned int code) {
