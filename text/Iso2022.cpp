@@ -94,7 +94,7 @@ bool restoreInPlace(StringBuffer& buffer, const ExtPtrArray& runs, int& next) {
   if (run != nullptr && !PlaceholderIndex::isSealed(BufferAccess(*run).text()) &&
       hasPlaceholder(access.text(), next))
     return true;
-  const SavedTail before(access.text(), access.isSecure());
+  const SavedTail before(access.text(), buffer);
   if (!before.ok()) return false;
   const int count = runs.getSize();
   PlaceholderIndex index({before.data(), before.size()}, static_cast<unsigned int>(next) + 1,

@@ -7,6 +7,7 @@
 #include "text/internal/ByteClasses.h"
 #include "text/internal/PartlyMeasured.h"
 #include "text/internal/ReplaceMatches.h"
+#include "text/internal/ReplaceRange.h"
 #include "text/internal/Texts.h"
 #include "text/internal/WordFinder.h"
 
@@ -17,6 +18,7 @@ using dorvane::internal::kAddressBytes;
 using dorvane::internal::kWordBytes;
 using dorvane::internal::PartlyMeasured;
 using dorvane::internal::replaceAll;
+using dorvane::internal::replaceRange;
 using dorvane::internal::WordFinder;
 
 namespace {
@@ -49,7 +51,7 @@ bool StringBuffer::replaceFirstWordOccurance(const char* find, const char* repla
   const std::string_view all = BufferAccess(*this).text();
   const std::size_t at = WordFinder(word, true, wordBytes(extendedWordChars))(all);
   if (at == kNone) return false;
-  return replaceRange(static_cast<unsigned int>(at), all.substr(at + word.size()), replacement);
+  return replaceRange(*this, at, all.substr(at + word.size()), replacement);
 }
 
 unsigned int StringBuffer::replaceAllWordOccurances(const char* find, const char* replacement,
