@@ -7,14 +7,16 @@
 #include <string_view>
 
 #include "core/StringBuffer.h"
+#include "core/internal/BufferAccess.h"
 #include "support/CharTables.h"
 #include "support/dvFormat.h"
 #include "text/internal/ByteClasses.h"
 #include "text/internal/EscapedBlock.h"
 
+using dorvane::internal::BufferAccess;
 using dorvane::internal::ByteSet;
-using dorvane::internal::EscapedBlock;
 using dorvane::internal::kLettersAndDigits;
+using dorvane::internal::replaceByEscaped;
 
 namespace {
 
@@ -66,19 +68,15 @@ void writeEncoded(std::string_view text, const ByteSet& kept, char* out) {
       });
 }
 
+bool percentEncodeBut(StringBuffer& buffer, const ByteSet& kept) {
+  const std::uint64_t encoded = countEncoded(BufferAccess(buffer).content(), kept);
+  return replaceByEscaped(buffer, 2 * encoded, [&kept](std::string_view plain, char* out) {
+    writeEncoded(plain, kept, out);
+  });
+}
+
 }  // namespace
 
-bool StringBuffer::awsNormalizeUriUtf8() { return percentEncode(kPathBytes); }
+bool StringBuffer::awsNormalizeUriUtf8() { return percentEncodeBut(*this, kPathBytes); }
 
-bool StringBuffer::awsNormalizeQueryParams() { return percentEncode(kQueryBytes); }
-
-bool StringBuffer::percentEncode(const ByteSet& kept) {
-  const std::string_view plain = content();
-  const std::uint64_t encoded = countEncoded(plain, kept);
-  if (encoded == 0) return true;
-  const EscapedBlock block(plain.size(), 2 * encoded);
-  if (block.bytes == nullptr) return false;
-  writeEncoded(plain, kept, block.text());
-  replaceByBlock(block.bytes, block.capacity, block.length);
-  return true;
-}
+bool StringBuffer::awsNormalizeQueryParams() { return percentEncodeBut(*this, kQueryBytes); }

@@ -11,14 +11,18 @@
 #include <string_view>
 
 #include "core/StringBuffer.h"
+#include "core/internal/BufferAccess.h"
+#include "core/internal/Scratch.h"
 #include "support/CharTables.h"
 #include "support/dvParse.h"
 #include "text/internal/ByteClasses.h"
 #include "text/internal/Entities.h"
 
+using dorvane::internal::BufferAccess;
 using dorvane::internal::kDigits;
 using dorvane::internal::kHexDigits;
 using dorvane::internal::kNamedCharacters;
+using dorvane::internal::Scratch;
 
 namespace {
 
@@ -278,13 +282,15 @@ Number decimalAt(std::string_view text) {
   return {kMark.size() + taken + 1, static_cast<unsigned char>(dvIntValue(digits))};
 }
 
-}  // namespace
+// ---- The passes ----
 
-template <class Range, class Encode>
-unsigned int StringBuffer::decodeRows(const Range& rows, const Encode& encode) noexcept {
+// Decodes the references of some rows in place; returns how many.
+template <class Encode>
+unsigned int decodeNamed(StringBuffer& buffer, const RowRange& rows, const Encode& encode) {
+  const BufferAccess self(buffer);
   unsigned int count = 0;
-  char* write = m_data;
-  std::string_view rest = text();
+  char* write = self.data();
+  std::string_view rest = self.text();
   for (;;) {
     const Match match = findRow(rest, rows);
     if (write != rest.data()) std::memmove(write, rest.data(), match.at);
@@ -296,66 +302,73 @@ unsigned int StringBuffer::decodeRows(const Range& rows, const Encode& encode) n
     rest.remove_prefix(rest.find(';') + 1);
     ++count;
   }
-  endAt(static_cast<unsigned int>(write - m_data));
+  self.terminateAt(static_cast<std::size_t>(write - self.data()));
   return count;
 }
 
+// Decodes the numeric references that `numberAt` recognises.
 template <class NumberAt, class Encode>
-void StringBuffer::decodeNumbers(const NumberAt& numberAt, const Encode& encode) {
+void decodeNumeric(StringBuffer& buffer, const NumberAt& numberAt, const Encode& encode) {
   constexpr std::size_t kLongestNumber = 6;
+  const BufferAccess self(buffer);
   // A caller may have overwritten the terminator, at which the readers of numbers stop.
-  endAt(contentSize());
-  const std::string_view all = content();
-  StringBuffer out;
-  out.m_secure = m_secure;
+  self.terminateAt(self.size());
+  const std::string_view all = self.content();
+  Scratch out(buffer);
+  const BufferAccess room(out);
   std::size_t done = 0;
   for (std::size_t at = all.find('&'); at != kNone;) {
     const Number number = numberAt(all.substr(at));
     if (number.ansi != 0) {
       // The result is never longer than the source, and never so short that it belongs inline.
-      if (done == 0 && all.size() >= kLongestNumber * kInlineSize && !out.makeRoom(all.size()))
+      if (done == 0 && all.size() / kLongestNumber > room.longestWithoutGrowth() &&
+          !room.makeRoom(all.size()))
         return;
       const Character character = encode(number.ansi);
-      if (!out.appendBytes(all.substr(done, at - done)) ||
-          !out.appendBytes(character.bytes, character.size))
+      if (!room.append(all.substr(done, at - done)) ||
+          !room.append({character.bytes, character.size}))
         return;
       done = std::min(at + number.size, all.size());
     }
     at = all.find('&', number.ansi != 0 ? done : at + 1);
   }
-  if (done != 0 && out.appendBytes(all.substr(done))) takeSb(out);
+  if (done != 0 && room.append(all.substr(done))) buffer.takeSb(out);
 }
 
+}  // namespace
+
 unsigned int StringBuffer::decodeXMLSpecial() {
-  return ampersandIn(content()) == Ampersand::kInText ? decodeRows(kXmlSpecial, asAnsi) : 0;
+  return ampersandIn(BufferAccess(*this).content()) == Ampersand::kInText
+             ? decodeNamed(*this, kXmlSpecial, asAnsi)
+             : 0;
 }
 
 void StringBuffer::decodeAllXmlSpecialUtf8() {
-  const Ampersand ampersand = ampersandIn(content());
+  const Ampersand ampersand = ampersandIn(BufferAccess(*this).content());
   if (ampersand == Ampersand::kNowhere) return;
   if (ampersand == Ampersand::kInText) {
-    decodeRows(kQuotesAndAmpersand, asAnsi);
-    decodeRows(kAnglesAndSpace, asAnsi);
-    const unsigned int last = lastRowIn(text(), kNamed);
+    decodeNamed(*this, kQuotesAndAmpersand, asAnsi);
+    decodeNamed(*this, kAnglesAndSpace, asAnsi);
+    const unsigned int last = lastRowIn(BufferAccess(*this).text(), kNamed);
     if (last != kNamed.end) {
-      decodeRows(RowRange{kNamed.first, last}, asUtf8);
+      decodeNamed(*this, RowRange{kNamed.first, last}, asUtf8);
       replaceAllOccurances(Spelling(kTable[last].key).text(), asUtf8(kTable[last].ansi).bytes);
     }
-    decodeRows(kAmpersand, asAnsi);
+    decodeNamed(*this, kAmpersand, asAnsi);
   }
-  decodeNumbers(hexadecimalAt, asUtf8);
-  decodeNumbers(decimalAt, asUtf8);
+  decodeNumeric(*this, hexadecimalAt, asUtf8);
+  decodeNumeric(*this, decimalAt, asUtf8);
 }
 
 void StringBuffer::decodeAllXmlSpecialIso() {
-  const Ampersand ampersand = ampersandIn(content());
+  const Ampersand ampersand = ampersandIn(BufferAccess(*this).content());
   if (ampersand == Ampersand::kNowhere) return;
   if (ampersand == Ampersand::kInText) {
-    decodeRows(kQuotesAndAmpersand, asAnsi);
-    decodeRows(kAnglesAndSpace, asAnsi);
-    decodeRows(kNamedAndSpaces, asAnsi);
-    decodeRows(kAmpersand, asAnsi);
+    decodeNamed(*this, kQuotesAndAmpersand, asAnsi);
+    decodeNamed(*this, kAnglesAndSpace, asAnsi);
+    decodeNamed(*this, kNamedAndSpaces, asAnsi);
+    decodeNamed(*this, kAmpersand, asAnsi);
   }
-  decodeNumbers(hexadecimalAt, asAnsi);
-  decodeNumbers(decimalAt, asAnsi);
+  decodeNumeric(*this, hexadecimalAt, asAnsi);
+  decodeNumeric(*this, decimalAt, asAnsi);
 }

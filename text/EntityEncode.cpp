@@ -3,18 +3,25 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <cstring>
 #include <string_view>
 
 #include "core/StringBuffer.h"
+#include "core/internal/BufferAccess.h"
+#include "core/internal/Scratch.h"
 #include "support/ByteSet.h"
 #include "support/internal/FewBytes.h"
 #include "text/internal/Entities.h"
-#include "text/internal/Texts.h"
+#include "text/internal/Rewrite.h"
 
+using dorvane::internal::BufferAccess;
 using dorvane::internal::ByteSet;
 using dorvane::internal::FewBytes;
-using dorvane::internal::growInLargeSteps;
 using dorvane::internal::kNamedCharacters;
+using dorvane::internal::rewrite;
+using dorvane::internal::Scratch;
+using dorvane::internal::sizeOfPieces;
 
 namespace {
 
@@ -91,11 +98,10 @@ std::string_view carefulEscape(std::string_view rest) {
 
 // ---- The named characters by their Windows-1252 byte ----
 
-constexpr std::array<unsigned char, 256> indexNamedCharacters() {
-  std::array<unsigned char, 256> index{};
-  unsigned char i = 0;
-  for (const auto& character : kNamedCharacters) index[character.ansi] = i++;
-  return index;
+constexpr std::array<std::string_view, 256> collectReferences() {
+  std::array<std::string_view, 256> references{};
+  for (const auto& character : kNamedCharacters) references[character.ansi] = character.reference;
+  return references;
 }
 
 constexpr ByteSet collectNamedCharacters() {
@@ -104,10 +110,55 @@ constexpr ByteSet collectNamedCharacters() {
   return set;
 }
 
-constexpr std::array<unsigned char, 256> kIndexOfNamed = indexNamedCharacters();
+constexpr std::array<std::string_view, 256> kReferences = collectReferences();
 constexpr ByteSet kNamed = collectNamedCharacters();
 constexpr FewBytes kMarkup("&<>");
 constexpr FewBytes kHtmlMarkup("&<>\"");
+
+// ---- The escaped forms ----
+
+// Hands the pieces of the careful escaper's result to `put`; returns the number of escapes.
+template <class Put>
+unsigned int escapeCarefully(std::string_view all, const Put& put) {
+  unsigned int count = 0;
+  std::size_t done = 0;
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    i += kMarkup.findFirstIn(all.data() + i, all.size() - i);
+    if (i == all.size()) break;
+    const std::string_view escape = carefulEscape(all.substr(i));
+    if (escape.empty()) continue;
+    put(all.substr(done, i - done));
+    put(escape);
+    done = i + 1;
+    ++count;
+  }
+  put(all.substr(done));
+  return count;
+}
+
+// Hands the pieces of a text without named characters to `put`.
+template <class Put>
+void nameAll(std::string_view rest, const Put& put) {
+  for (;;) {
+    const std::size_t run = kNamed.findFirstIn(rest.data(), rest.size());
+    put(rest.substr(0, run));
+    if (run == rest.size()) return;
+    put(kReferences[static_cast<unsigned char>(rest[run])]);
+    rest.remove_prefix(run + 1);
+  }
+}
+
+// Makes an escaped form the content. If there is no memory for all of it, the pieces that find room
+// one by one are kept: text that is lost is safer than text that is not escaped.
+template <class WritePieces>
+void storeEscaped(StringBuffer& buffer, std::uint64_t size, const WritePieces& writePieces) {
+  if (rewrite(buffer, size, writePieces)) return;
+  Scratch out(buffer);
+  const BufferAccess room(out);
+  writePieces([&room](std::string_view piece) { room.append(piece); });
+  buffer.clear();
+  buffer.append(out);
+}
 
 // ---- The predefined entities of XML ----
 
@@ -130,50 +181,22 @@ const Predefined* predefinedAt(std::string_view text) {
 }  // namespace
 
 unsigned int StringBuffer::encodeXMLSpecial() {
-  StringBuffer out;
-  out.m_secure = m_secure;
-  const std::string_view all = content();
-  growInLargeSteps(out, all.size());
-  unsigned int count = 0;
-  std::size_t done = 0;
-  for (std::size_t i = 0; i < all.size(); ++i) {
-    i += kMarkup.findFirstIn(all.data() + i, all.size() - i);
-    if (i == all.size()) break;
-    const std::string_view escape = carefulEscape(all.substr(i));
-    if (escape.empty()) continue;
-    out.appendBytes(all.substr(done, i - done));
-    out.appendBytes(escape);
-    done = i + 1;
-    ++count;
-  }
-  if (count == 0) return 0;
-  out.appendBytes(all.substr(done));
-  // Text that is lost is safer than text that is not escaped.
-  clear();
-  append(out);
+  const std::string_view all = BufferAccess(*this).content();
+  std::uint64_t size = 0;
+  const unsigned int count =
+      escapeCarefully(all, [&size](std::string_view piece) { size += piece.size(); });
+  if (count != 0) storeEscaped(*this, size, [all](const auto& put) { escapeCarefully(all, put); });
   return count;
 }
 
 void StringBuffer::encodeAllXmlSpecial() {
-  StringBuffer out;
-  out.m_secure = m_secure;
-  std::string_view rest = content();
-  growInLargeSteps(out, rest.size());
-  while (!rest.empty()) {
-    const std::size_t run = kNamed.findFirstIn(rest.data(), rest.size());
-    out.appendBytes(rest.substr(0, run));
-    if (run == rest.size()) break;
-    const auto byte = static_cast<unsigned char>(rest[run]);
-    out.append(kNamedCharacters[kIndexOfNamed[byte]].reference);
-    rest.remove_prefix(run + 1);
-  }
-  // Text that is lost is safer than text that is not escaped.
-  clear();
-  append(out);
+  const std::string_view all = BufferAccess(*this).content();
+  const auto named = [all](const auto& put) { nameAll(all, put); };
+  storeEscaped(*this, sizeOfPieces(named), named);
 }
 
 unsigned int StringBuffer::replaceHTMLSpecial() {
-  const std::string_view all = text();
+  const std::string_view all = BufferAccess(*this).text();
   if (kHtmlMarkup.findFirstIn(all.data(), all.size()) == all.size()) return 0;
   replaceAllOccurances("&", "&amp;");
   replaceAllOccurances("<", "&lt;");
@@ -182,22 +205,24 @@ unsigned int StringBuffer::replaceHTMLSpecial() {
 }
 
 unsigned int StringBuffer::replacePreDefinedXmlEntities(unsigned int start) {
-  const std::string_view all = content();
+  const BufferAccess self(*this);
+  const std::string_view all = self.content();
   if (start >= all.size()) return 0;
+  char* const bytes = self.data();
   unsigned int count = 0;
   std::size_t write = start;
   for (std::size_t read = start; read < all.size();) {
     if (const Predefined* const entity = predefinedAt(all.substr(read))) {
-      m_data[write++] = entity->character;
+      bytes[write++] = entity->character;
       read += entity->reference.size();
       ++count;
     } else {
       const std::size_t run = std::min(all.find('&', read + 1), all.size()) - read;
-      std::memmove(m_data + write, m_data + read, run);
+      std::memmove(bytes + write, bytes + read, run);
       write += run;
       read += run;
     }
   }
-  endAt(static_cast<unsigned int>(write));
+  self.terminateAt(write);
   return count;
 }

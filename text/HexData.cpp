@@ -2,27 +2,30 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstring>
 #include <string_view>
 
 #include "core/StringBuffer.h"
+#include "core/internal/BufferAccess.h"
 #include "support/ContentCoding.h"
 #include "support/DataBuffer.h"
 #include "support/LogBase.h"
 #include "support/_clsEncode.h"
-#include "support/dvMemory.h"
 #include "support/internal/AddressRange.h"
 #include "text/internal/StableText.h"
 #include "text/internal/Staging.h"
+#include "text/internal/Texts.h"
 
+using dorvane::internal::AppendToData;
+using dorvane::internal::BufferAccess;
 using dorvane::internal::pointsInto;
+using dorvane::internal::reserveMore;
 using dorvane::internal::StableText;
 using dorvane::internal::Staging;
 
 namespace {
 
-constexpr std::size_t kDumpBlock = 128;
-constexpr std::size_t kRunBlock = 255;
 constexpr std::size_t kDecodeBlock = 500;
 constexpr std::size_t kBytesPerLine = 16;
 
@@ -48,34 +51,76 @@ char* putDigits(char byte, char* to) {
   return to + 2;
 }
 
-// The digits of a byte, before a separator or alone.
-struct Digits {
-  explicit Digits(char byte) { putDigits(byte, chars); }
-  std::string_view alone() const { return {chars, 2}; }
-  std::string_view before(char separator) {
-    chars[2] = separator;
-    return {chars, 3};
+// ---- Layouts ----
+
+// A layout tells how many characters the first `n` bytes of the data become, and how one of them is
+// written. The blocks in which the characters are appended can be seen in the growth of the buffer;
+// each has whole bytes only.
+
+// The dump: groups of two bytes, lines of 16. A block has at most 128 characters: 127 and 128 in
+// turn.
+struct Dump {
+  static constexpr std::size_t kBytesPerBlock = 51;
+  static constexpr std::uint64_t sizeOf(std::uint64_t n) { return 2 * n + n / 2; }
+  static char* put(char byte, std::size_t index, char* to) {
+    to = putDigits(byte, to);
+    if (index % 2 == 0) return to;
+    *to = index % kBytesPerLine == kBytesPerLine - 1 ? '\n' : ' ';
+    return to + 1;
   }
-  char chars[3];
 };
 
-// Appends bytes in blocks of at most kRunBlock characters; `put(byte, to)` writes `width` of them
-// for a byte and returns their end. False when a block could not be appended; it is the last then.
-template <class Put>
-bool appendDigits(StringBuffer& out, std::string_view bytes, std::size_t width, const Put& put) {
-  char block[kRunBlock];
-  std::size_t mostUsed = 0;
-  bool appended = true;
-  while (appended && !bytes.empty()) {
-    const std::string_view part = bytes.substr(0, kRunBlock / width);
-    char* to = block;
-    for (const char byte : part) to = put(byte, to);
-    appended = out.appendN(block, static_cast<unsigned int>(to - block));
-    bytes.remove_prefix(part.size());
-    mostUsed = std::max(mostUsed, static_cast<std::size_t>(to - block));
+// The others: every byte has the same width. A block has at most 255 characters.
+constexpr std::size_t kRunBlock = 255;
+
+struct Plain {
+  static constexpr std::size_t kBytesPerBlock = kRunBlock / 2;
+  static constexpr std::uint64_t sizeOf(std::uint64_t n) { return 2 * n; }
+  static char* put(char byte, std::size_t /*index*/, char* to) { return putDigits(byte, to); }
+};
+
+struct SpaceBefore {
+  static constexpr std::size_t kBytesPerBlock = kRunBlock / 3;
+  static constexpr std::uint64_t sizeOf(std::uint64_t n) { return 3 * n; }
+  static char* put(char byte, std::size_t /*index*/, char* to) {
+    *to = ' ';
+    return putDigits(byte, to + 1);
   }
-  dvSecureZero(block, mostUsed);
-  return appended;
+};
+
+struct SpaceBehind {
+  static constexpr std::size_t kBytesPerBlock = kRunBlock / 3;
+  static constexpr std::uint64_t sizeOf(std::uint64_t n) { return 3 * n; }
+  static char* put(char byte, std::size_t /*index*/, char* to) {
+    to = putDigits(byte, to);
+    *to = ' ';
+    return to + 1;
+  }
+};
+
+// Appends the bytes from `begin` to `end`; false if the buffer cannot grow.
+template <class Layout>
+bool appendPart(const BufferAccess<StringBuffer>& out, std::string_view data, std::size_t begin,
+                std::size_t end) {
+  if (!out.makeRoom(Layout::sizeOf(end) - Layout::sizeOf(begin))) return false;
+  char* to = out.data() + out.size();
+  for (std::size_t i = begin; i < end; ++i) to = Layout::put(data[i], i, to);
+  out.terminateAt(static_cast<std::size_t>(to - out.data()));
+  return true;
+}
+
+enum class WithoutMemory { kStop, kLeaveBlockOut };
+
+// Appends bytes that do not lie in the buffer.
+template <class Layout>
+bool render(StringBuffer& buffer, std::string_view data, WithoutMemory rule) {
+  reserveMore(buffer, Layout::sizeOf(data.size()));
+  const BufferAccess out(buffer);
+  for (std::size_t begin = 0; begin < data.size(); begin += Layout::kBytesPerBlock) {
+    const std::size_t end = std::min(begin + Layout::kBytesPerBlock, data.size());
+    if (!appendPart<Layout>(out, data, begin, end) && rule == WithoutMemory::kStop) return false;
+  }
+  return true;
 }
 
 // ---- Decoding ----
@@ -99,40 +144,23 @@ constexpr std::array<unsigned char, 256> kNibbleValues = makeNibbleValues();
 
 unsigned char nibbleOf(char c) { return kNibbleValues[static_cast<unsigned char>(c)]; }
 
-// Gathers decoded bytes and appends them in blocks. They may be secret, so they are wiped.
-class DecodedBytes {
- public:
-  explicit DecodedBytes(DataBuffer& out) : m_out(out) {}
-  DecodedBytes(const DecodedBytes&) = delete;
-  DecodedBytes& operator=(const DecodedBytes&) = delete;
-  ~DecodedBytes() { dvSecureZero(m_block, std::max(m_mostUsed, m_used)); }
-  bool put(unsigned char byte) {
-    m_block[m_used++] = byte;
-    return m_used < kDecodeBlock || flush();
-  }
-  bool flush() {
-    const bool appended = m_out.append(m_block, m_used);
-    m_mostUsed = std::max(m_mostUsed, m_used);
-    m_used = 0;
-    return appended;
-  }
+char byteOf(char high, char low) { return static_cast<char>(nibbleOf(high) * 16U + nibbleOf(low)); }
 
- private:
-  DataBuffer& m_out;
-  unsigned int m_used = 0;
-  unsigned int m_mostUsed = 0;
-  unsigned char m_block[kDecodeBlock];
-};
-
+// An odd first character makes a byte of its own. The bytes may be secret; the staging wipes them.
 bool decodeHex(std::string_view hex, DataBuffer& out) {
-  DecodedBytes decoded(out);
+  Staging<kDecodeBlock, AppendToData> decoded(out);
   if (hex.size() % 2 == 1) {
-    decoded.put(nibbleOf(hex.front()));
+    *decoded.next() = static_cast<char>(nibbleOf(hex.front()));
+    decoded.advance(1);
     hex.remove_prefix(1);
   }
-  for (std::size_t i = 0; i < hex.size(); i += 2) {
-    const unsigned int byte = nibbleOf(hex[i]) * 16U + nibbleOf(hex[i + 1]);
-    if (!decoded.put(static_cast<unsigned char>(byte))) return false;
+  while (!hex.empty()) {
+    if (decoded.room() == 0 && !decoded.flush()) return false;
+    const std::size_t n = std::min(decoded.room(), hex.size() / 2);
+    char* const to = decoded.next();
+    for (std::size_t i = 0; i < n; ++i) to[i] = byteOf(hex[2 * i], hex[2 * i + 1]);
+    decoded.advance(n);
+    hex.remove_prefix(2 * n);
   }
   return decoded.flush();
 }
@@ -140,37 +168,20 @@ bool decodeHex(std::string_view hex, DataBuffer& out) {
 }  // namespace
 
 bool StringBuffer::appendHexData(const unsigned char* data, unsigned int count) {
-  const StableText bytes(data, count, ownsAddress(data));
-  if (!bytes.ok()) return false;
-  Staging<kDumpBlock> staging(*this);
-  std::size_t column = 0;
-  for (const char byte : bytes.view()) {
-    Digits digits(byte);
-    const bool endsGroup = column % 2 == 1;
-    const bool endsLine = column == kBytesPerLine - 1;
-    if (!staging.put(endsGroup ? digits.before(endsLine ? '\n' : ' ') : digits.alone()))
-      return false;
-    column = endsLine ? 0 : column + 1;
-  }
-  return staging.flush();
+  const StableText bytes(data, count, *this);
+  return bytes.ok() && render<Dump>(*this, bytes.view(), WithoutMemory::kStop);
 }
 
 bool StringBuffer::appendHexDataNoWS(const unsigned char* data, unsigned int count, bool spaced) {
-  const StableText bytes(data, count, ownsAddress(data));
+  const StableText bytes(data, count, *this);
   if (!bytes.ok()) return false;
-  if (!spaced) return appendDigits(*this, bytes.view(), 2, putDigits);
-  return appendDigits(*this, bytes.view(), 3, [](char byte, char* to) {
-    *to = ' ';
-    return putDigits(byte, to + 1);
-  });
+  return spaced ? render<SpaceBefore>(*this, bytes.view(), WithoutMemory::kStop)
+                : render<Plain>(*this, bytes.view(), WithoutMemory::kStop);
 }
 
 void StringBuffer::appendSmallDataAsSpacedHexString(const unsigned char* data, unsigned int count) {
-  const StableText bytes(data, count, ownsAddress(data));
-  if (!bytes.ok()) return;
-  Staging<kRunBlock> staging(*this);
-  for (const char byte : bytes.view()) staging.put(Digits(byte).before(' '));
-  staging.flush();
+  const StableText bytes(data, count, *this);
+  if (bytes.ok()) render<SpaceBehind>(*this, bytes.view(), WithoutMemory::kLeaveBlockOut);
 }
 
 bool StringBuffer::appendBase64(const unsigned char* data, unsigned int count) {
@@ -187,11 +198,12 @@ bool StringBuffer::hexStringToBinary2(const char* hex, unsigned int count, DataB
 }
 
 bool StringBuffer::hexStringToBinary(DataBuffer& out) const {
-  return hexStringToBinary2(m_data, contentSize(), out);
+  const BufferAccess self(*this);
+  return hexStringToBinary2(self.data(), self.size(), out);
 }
 
 void StringBuffer::canonicalizeHexString() {
-  if (contentSize() % 2 == 1) prepend("0");
+  if (BufferAccess(*this).size() % 2 == 1) prepend("0");
 }
 
 bool StringBuffer::decode(const char* encodingName, DataBuffer& out, LogBase& log) const {

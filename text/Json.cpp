@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "core/StringBuffer.h"
+#include "core/internal/BufferAccess.h"
 #include "support/ByteSet.h"
 #include "support/CharTables.h"
 #include "support/_dvUtf.h"
@@ -13,9 +14,12 @@
 #include "text/internal/EscapedBlock.h"
 #include "text/internal/StableText.h"
 #include "text/internal/Staging.h"
+#include "text/internal/Texts.h"
 
+using dorvane::internal::BufferAccess;
 using dorvane::internal::ByteSet;
-using dorvane::internal::EscapedBlock;
+using dorvane::internal::replaceByEscaped;
+using dorvane::internal::reserveMore;
 using dorvane::internal::StableText;
 using dorvane::internal::Staging;
 
@@ -103,12 +107,12 @@ char* writeEscape(char c, char* out) {
   return out + dv_04X(static_cast<unsigned char>(c), out);
 }
 
-char* writeEscaped(std::string_view text, char* out) {
+void writeEscaped(std::string_view text, char* out) {
   for (;;) {
     const std::size_t run = plainRun(text);
     std::memcpy(out, text.data(), run);
     out += run;
-    if (run == text.size()) return out;
+    if (run == text.size()) return;
     out = writeEscape(text[run], out);
     text.remove_prefix(run + 1);
   }
@@ -169,24 +173,8 @@ bool decodeEscape(std::string_view& rest, DecodedText& out) {
   return out.put({&c, 1});
 }
 
-}  // namespace
-
-bool StringBuffer::jsonEscape() {
-  const std::string_view plain = content();
-  const std::uint64_t extra = countExtra(plain);
-  if (extra == 0) return true;
-  const EscapedBlock block(plain.size(), extra);
-  if (block.bytes == nullptr) return false;
-  writeEscaped(plain, block.text());
-  replaceByBlock(block.bytes, block.capacity, block.length);
-  return true;
-}
-
-bool StringBuffer::jsonDecode(const char* src, unsigned int n, StringBuffer& out) {
-  const StableText source(src, n, out.ownsAddress(src));
-  if (!source.ok()) return false;
+bool decodeTo(StringBuffer& out, std::string_view rest) {
   DecodedText decoded(out);
-  std::string_view rest = source.view();
   while (!rest.empty()) {
     const std::string_view run = rest.substr(0, rest.find('\\'));
     if (!decoded.putRun(run)) return false;
@@ -195,4 +183,20 @@ bool StringBuffer::jsonDecode(const char* src, unsigned int n, StringBuffer& out
     if (!decodeEscape(rest, decoded)) return false;
   }
   return decoded.finish();
+}
+
+}  // namespace
+
+bool StringBuffer::jsonEscape() {
+  return replaceByEscaped(*this, countExtra(BufferAccess(*this).content()), writeEscaped);
+}
+
+bool StringBuffer::jsonDecode(const char* src, unsigned int n, StringBuffer& out) {
+  const StableText source(src, n, out);
+  if (!source.ok()) return false;
+  // Decoding never lengthens; the result may be so short that it stays inline.
+  reserveMore(out, source.view().size());
+  const bool decoded = decodeTo(out, source.view());
+  BufferAccess(out).dropReserve();
+  return decoded;
 }

@@ -2,14 +2,21 @@
 // secure: what is obfuscated is usually a secret. Tested in tests/text/ObfuscateTest.cpp.
 
 #include "core/StringBuffer.h"
+#include "core/internal/BufferAccess.h"
 #include "support/ContentCoding.h"
 #include "support/DataBuffer.h"
 #include "support/dvPlatform.h"
 #include "text/internal/Permutation.h"
 
+using dorvane::internal::BufferAccess;
 using dorvane::internal::Permutation;
 
 namespace {
+
+class Secret : public StringBuffer {
+ public:
+  Secret() { setSecureBuf(true); }
+};
 
 // Unscrambles a text in place, decodes it and appends the bytes to `out`. False when memory is
 // exhausted; `out` is then as before.
@@ -26,37 +33,38 @@ bool appendPlain(StringBuffer& text, StringBuffer& out) {
 }  // namespace
 
 void StringBuffer::scramble() {
-  const Permutation permutation(content(), dvIsBigEndian());
-  permutation.scramble(m_data);
+  const BufferAccess self(*this);
+  const Permutation permutation(self.content(), dvIsBigEndian());
+  permutation.scramble(self.data());
 }
 
 void StringBuffer::unscramble() {
-  const Permutation permutation(content(), dvIsBigEndian());
-  permutation.unscramble(m_data);
+  const BufferAccess self(*this);
+  const Permutation permutation(self.content(), dvIsBigEndian());
+  permutation.unscramble(self.data());
 }
 
 void StringBuffer::obfus() {
-  StringBuffer encoded;
-  encoded.setSecureBuf(true);
+  const BufferAccess self(*this);
+  Secret encoded;
   ContentCoding coding;
-  if (!coding.encodeBase64_noCrLf(m_data, contentSize(), encoded)) return;
-  const Permutation permutation(encoded.content(), dvIsBigEndian());
+  if (!coding.encodeBase64_noCrLf(self.data(), self.size(), encoded)) return;
+  const BufferAccess text(encoded);
+  const Permutation permutation(text.content(), dvIsBigEndian());
   if (!permutation.ok()) return;
-  permutation.scramble(encoded.m_data);
-  replaceKeepingBlock(encoded.content());
+  permutation.scramble(text.data());
+  self.replaceKeepingBlock(text.content());
 }
 
 void StringBuffer::unobfus() {
-  StringBuffer scrambled;
-  StringBuffer plain;
-  scrambled.setSecureBuf(true);
-  plain.setSecureBuf(true);
+  Secret scrambled;
+  Secret plain;
   // With the NULs at its end: the permutation follows from the whole length.
-  if (scrambled.appendBytes(content()) && appendPlain(scrambled, plain)) takeSb(plain);
+  const bool copied = BufferAccess(scrambled).append(BufferAccess(*this).content());
+  if (copied && appendPlain(scrambled, plain)) takeSb(plain);
 }
 
 bool StringBuffer::appendObfus(const char* text) {
-  StringBuffer scrambled;
-  scrambled.setSecureBuf(true);
+  Secret scrambled;
   return scrambled.append(text) && appendPlain(scrambled, *this);
 }

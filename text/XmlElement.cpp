@@ -1,8 +1,17 @@
 // One XML element from parallel arrays. Tested in tests/text/XmlElementTest.cpp.
 
+#include <cstdint>
 #include <cstring>
 
 #include "core/StringBuffer.h"
+#include "core/internal/BufferAccess.h"
+#include "core/internal/Scratch.h"
+#include "text/internal/Texts.h"
+
+using dorvane::internal::BufferAccess;
+using dorvane::internal::isEmpty;
+using dorvane::internal::reserveMore;
+using dorvane::internal::Scratch;
 
 namespace {
 
@@ -50,31 +59,51 @@ bool uses(const Element& element, const Owned& owned) {
   return found;
 }
 
+// Size of the pieces of an element, each with so many bytes behind it.
+std::uint64_t sizeOf(const Element& element, const char* body, std::size_t behindEach) {
+  std::uint64_t size = 0;
+  putElement(element, body, [&size, behindEach](const char* piece) {
+    size += isEmpty(piece) ? 0 : std::strlen(piece) + behindEach;
+    return true;
+  });
+  return size;
+}
+
+// Appends the pieces of an element one after the other; none lies in the buffer.
+bool appendElement(StringBuffer& buffer, const Element& element, const char* body) {
+  reserveMore(buffer, sizeOf(element, body, 0));
+  return putElement(element, body, [&buffer](const char* piece) { return buffer.append(piece); });
+}
+
+// The same for an element with pieces in the buffer: all are gathered, each with its NUL, before
+// the buffer changes.
+bool appendOwnElement(StringBuffer& buffer, const Element& element, const char* body) {
+  Scratch pieces(buffer);
+  const BufferAccess gather(pieces);
+  gather.reserve(sizeOf(element, body, 1));
+  const bool gathered = putElement(element, body, [&gather](const char* piece) {
+    return isEmpty(piece) || gather.append({piece, std::strlen(piece) + 1});
+  });
+  reserveMore(buffer, gather.size());
+  const char* const end = gather.data() + gather.size();
+  bool appended = false;
+  for (const char* piece = gather.data(); piece != end; piece += std::strlen(piece) + 1)
+    appended = buffer.append(piece);
+  return gathered && appended;
+}
+
 }  // namespace
 
 bool StringBuffer::simpleXml(const char* tag, const char* content, int attributeCount,
                              const char* const* names, const char* const* values) {
+  const BufferAccess self(*this);
   const bool hasPairs = names != nullptr && values != nullptr;
   const Element element = {tag, hasPairs ? attributeCount : 0, names, values};
-  const bool isEmpty = content == nullptr || *content == '\0';
-  StringBuffer escaped;
-  escaped.m_secure = m_secure;
+  Scratch escaped(*this);
   escaped.append(content);
   escaped.encodeXMLSpecial();
-  const char* const body = isEmpty ? nullptr : escaped.m_data;
+  const char* const body = isEmpty(content) ? nullptr : escaped.getString();
 
-  const auto put = [this](const char* piece) { return append(piece); };
-  const bool aliased = uses(element, [this](const void* p) { return ownsAddress(p); });
-  if (!aliased) return putElement(element, body, put);
-  // The pieces are gathered, each with its NUL, before this buffer changes.
-  StringBuffer pieces;
-  pieces.m_secure = m_secure;
-  const bool gathered = putElement(element, body, [&pieces](const char* piece) {
-    return piece == nullptr || *piece == '\0' || pieces.appendBytes(piece, std::strlen(piece) + 1);
-  });
-  const char* const end = pieces.m_data + pieces.m_length;
-  bool appended = false;
-  for (const char* piece = pieces.m_data; piece != end; piece += std::strlen(piece) + 1)
-    appended = append(piece);
-  return gathered && appended;
+  const bool aliased = uses(element, [&self](const void* p) { return self.owns(p); });
+  return aliased ? appendOwnElement(*this, element, body) : appendElement(*this, element, body);
 }

@@ -2,7 +2,10 @@
 #define DORVANE_TEXT_INTERNAL_ESCAPEDBLOCK_H
 
 #include <cstdint>
+#include <string_view>
 
+#include "core/StringBuffer.h"
+#include "core/internal/BufferAccess.h"
 #include "core/internal/Limits.h"
 #include "support/dvMemory.h"
 
@@ -27,6 +30,20 @@ struct EscapedBlock {
   unsigned int capacity = 0;
   unsigned int length = 0;
 };
+
+/// Replaces a content by its escaped form, which is `added` bytes longer; `write(content, to)`
+/// writes it. Nothing to add changes nothing. False, with nothing changed, when the result is too
+/// long or memory is exhausted.
+template <class Write>
+bool replaceByEscaped(StringBuffer& buffer, std::uint64_t added, const Write& write) {
+  if (added == 0) return true;
+  const BufferAccess self(buffer);
+  const EscapedBlock block(self.size(), added);
+  if (block.bytes == nullptr) return false;
+  write(self.content(), block.text());
+  self.replaceByBlock(block.bytes, block.capacity, block.length);
+  return true;
+}
 
 }  // namespace dorvane::internal
 

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "core/StringBuffer.h"
+#include "support/DataBuffer.h"
 #include "support/dvMemory.h"
 #include "text/internal/Texts.h"
 
@@ -35,9 +36,23 @@ class AppendTrimmed {
   StringBuffer& m_out;
 };
 
+/// Appends a block to a data buffer.
+class AppendToData {
+ public:
+  // NOLINTNEXTLINE(google-explicit-constructor): stands where the buffer is named
+  AppendToData(DataBuffer& out) : m_out(out) {}
+  bool operator()(std::string_view block) const {
+    return m_out.append(block.data(), static_cast<unsigned int>(block.size()));
+  }
+
+ private:
+  DataBuffer& m_out;
+};
+
 /// Gathers small pieces and appends them to a buffer in blocks of at most `kSize` bytes: the steps
 /// in which the buffer grows can be seen from outside, so they are part of what a member promises.
 /// `Append` is handed the blocks; one for which it is false, as the buffer cannot grow, is dropped.
+/// Whatever was staged is wiped in the end.
 template <std::size_t kSize, class Append = AppendTrimmed>
 class Staging {
  public:
@@ -66,6 +81,11 @@ class Staging {
 
   std::size_t used() const { return m_used; }
   std::size_t room() const { return kSize - m_used; }
+
+  /// Where the next room() bytes go, for those who write them there themselves; advance() stages
+  /// the `n` bytes that were written.
+  char* next() { return m_block + m_used; }
+  void advance(std::size_t n) { m_used += n; }
 
   /// Appends what is staged; false when the buffer cannot grow.
   bool flush() {

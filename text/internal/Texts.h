@@ -30,6 +30,12 @@ inline void emptyForOutput(StringBuffer& out) {
     out.weakClear();
 }
 
+/// Holds memory for `n` more bytes, which are appended piece by piece, if the growth rule would
+/// take several steps for them.
+inline void reserveMore(StringBuffer& out, std::uint64_t n) {
+  if (n > out.getExtendSize()) BufferAccess(out).reserve(out.getSize() + n);
+}
+
 /// For a temporary whose content becomes at most a few times as long as its source: the ordinary
 /// slack, which ends at 500000 bytes, would take a number of steps that grows with the content. Not
 /// for one whose storage is handed over: callers would see the steps.
