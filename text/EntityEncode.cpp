@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
 #include <cstring>
 #include <string_view>
 
@@ -13,15 +12,14 @@
 #include "support/ByteSet.h"
 #include "support/internal/FewBytes.h"
 #include "text/internal/Entities.h"
-#include "text/internal/Rewrite.h"
+#include "text/internal/Texts.h"
 
 using dorvane::internal::BufferAccess;
 using dorvane::internal::ByteSet;
 using dorvane::internal::FewBytes;
 using dorvane::internal::kNamedCharacters;
-using dorvane::internal::rewrite;
+using dorvane::internal::makeRoomForTwice;
 using dorvane::internal::Scratch;
-using dorvane::internal::sizeOfPieces;
 
 namespace {
 
@@ -117,9 +115,10 @@ constexpr FewBytes kHtmlMarkup("&<>\"");
 
 // ---- The escaped forms ----
 
-// Hands the pieces of the careful escaper's result to `put`; returns the number of escapes.
-template <class Put>
-unsigned int escapeCarefully(std::string_view all, const Put& put) {
+// Appends a text as the careful escaper writes it, but nothing if it needs no escape; returns the
+// number of escapes.
+unsigned int appendEscaped(std::string_view all, StringBuffer& out) {
+  const BufferAccess room(out);
   unsigned int count = 0;
   std::size_t done = 0;
   for (std::size_t i = 0; i < all.size(); ++i) {
@@ -127,37 +126,26 @@ unsigned int escapeCarefully(std::string_view all, const Put& put) {
     if (i == all.size()) break;
     const std::string_view escape = carefulEscape(all.substr(i));
     if (escape.empty()) continue;
-    put(all.substr(done, i - done));
-    put(escape);
+    if (count++ == 0) makeRoomForTwice(out, all.size());
+    room.append(all.substr(done, i - done));
+    room.append(escape);
     done = i + 1;
-    ++count;
   }
-  put(all.substr(done));
+  if (count != 0) room.append(all.substr(done));
   return count;
 }
 
-// Hands the pieces of a text without named characters to `put`.
-template <class Put>
-void nameAll(std::string_view rest, const Put& put) {
+// Appends a text, its named characters written as names.
+void appendNamed(std::string_view rest, StringBuffer& out) {
+  makeRoomForTwice(out, rest.size());
+  const BufferAccess room(out);
   for (;;) {
     const std::size_t run = kNamed.findFirstIn(rest.data(), rest.size());
-    put(rest.substr(0, run));
+    room.append(rest.substr(0, run));
     if (run == rest.size()) return;
-    put(kReferences[static_cast<unsigned char>(rest[run])]);
+    room.append(kReferences[static_cast<unsigned char>(rest[run])]);
     rest.remove_prefix(run + 1);
   }
-}
-
-// Makes an escaped form the content. If there is no memory for all of it, the pieces that find room
-// one by one are kept: text that is lost is safer than text that is not escaped.
-template <class WritePieces>
-void storeEscaped(StringBuffer& buffer, std::uint64_t size, const WritePieces& writePieces) {
-  if (rewrite(buffer, size, writePieces)) return;
-  Scratch out(buffer);
-  const BufferAccess room(out);
-  writePieces([&room](std::string_view piece) { room.append(piece); });
-  buffer.clear();
-  buffer.append(out);
 }
 
 // ---- The predefined entities of XML ----
@@ -180,19 +168,23 @@ const Predefined* predefinedAt(std::string_view text) {
 
 }  // namespace
 
+// In both, a piece for which there is no memory is left out: text that is lost is safer than text
+// that is not escaped.
+
 unsigned int StringBuffer::encodeXMLSpecial() {
-  const std::string_view all = BufferAccess(*this).content();
-  std::uint64_t size = 0;
-  const unsigned int count =
-      escapeCarefully(all, [&size](std::string_view piece) { size += piece.size(); });
-  if (count != 0) storeEscaped(*this, size, [all](const auto& put) { escapeCarefully(all, put); });
+  Scratch out(*this);
+  const unsigned int count = appendEscaped(BufferAccess(*this).content(), out);
+  if (count == 0) return 0;
+  clear();
+  append(out);
   return count;
 }
 
 void StringBuffer::encodeAllXmlSpecial() {
-  const std::string_view all = BufferAccess(*this).content();
-  const auto named = [all](const auto& put) { nameAll(all, put); };
-  storeEscaped(*this, sizeOfPieces(named), named);
+  Scratch out(*this);
+  appendNamed(BufferAccess(*this).content(), out);
+  clear();
+  append(out);
 }
 
 unsigned int StringBuffer::replaceHTMLSpecial() {

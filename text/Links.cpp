@@ -4,17 +4,20 @@
 
 #include "core/StringBuffer.h"
 #include "core/internal/BufferAccess.h"
+#include "core/internal/Scratch.h"
 #include "support/ByteSet.h"
 #include "support/internal/Search.h"
-#include "text/internal/Rewrite.h"
+#include "text/internal/Texts.h"
 
 using dorvane::internal::BufferAccess;
 using dorvane::internal::ByteSet;
 using dorvane::internal::findOffsetNoCase;
-using dorvane::internal::rewrite;
-using dorvane::internal::sizeOfPieces;
+using dorvane::internal::makeRoomForTwice;
+using dorvane::internal::Scratch;
 
 namespace {
+
+using Room = BufferAccess<StringBuffer>;
 
 constexpr std::size_t kNone = std::string_view::npos;
 constexpr ByteSet kAddressEnds = ByteSet::of("\t\n\r ()<>[]{}");
@@ -41,54 +44,55 @@ std::size_t anchorSize(std::string_view text) {
   return end == kNone ? text.size() : end + 1;
 }
 
-// Hands the pieces of a text with its addresses made links to `put`.
-template <class Put>
-void linkAddresses(std::string_view text, const Put& put) {
+// Appends a text, its addresses made links; false when the buffer cannot grow.
+bool appendWithLinks(const Room& out, std::string_view text) {
   for (;;) {
     const std::size_t at = findAddress(text);
-    put(text.substr(0, at));
-    if (at == kNone) return;
+    if (!out.append(text.substr(0, at))) return false;
+    if (at == kNone) return true;
     text.remove_prefix(at);
     const std::string_view address =
         text.substr(0, kAddressEnds.findFirstIn(text.data(), text.size()));
     for (const std::string_view piece :
          {std::string_view("<a href=\""), address, std::string_view("\">"), address,
           std::string_view("</a>")})
-      put(piece);
+      if (!out.append(piece)) return false;
     text.remove_prefix(address.size());
   }
 }
 
 // The same for a page: its head and its anchors stay as they are.
-template <class Put>
-void linkPage(std::string_view page, const Put& put) {
+bool appendPageWithLinks(const Room& out, std::string_view page) {
   const std::size_t body = findOffsetNoCase(page, "<body");
   if (body != kNone) {
-    put(page.substr(0, body));
+    if (!out.append(page.substr(0, body))) return false;
     page.remove_prefix(body);
   }
   for (;;) {
     const std::size_t anchor = findOffsetNoCase(page, "<a");
-    linkAddresses(page.substr(0, anchor), put);
-    if (anchor == kNone) return;
+    if (!appendWithLinks(out, page.substr(0, anchor))) return false;
+    if (anchor == kNone) return true;
     page.remove_prefix(anchor);
     const std::size_t size = anchorSize(page);
-    put(page.substr(0, size));
+    if (!out.append(page.substr(0, size))) return false;
     page.remove_prefix(size);
   }
+}
+
+// Replaces a text by what `appendTo(out, text)` makes of it.
+template <class AppendTo>
+void rewrite(StringBuffer& buffer, const AppendTo& appendTo) {
+  const Room self(buffer);
+  const std::string_view all = self.text();
+  Scratch out(buffer);
+  const Room room(out);
+  makeRoomForTwice(out, all.size());
+  if (appendTo(room, all)) self.replaceByPieces({room.content()});
 }
 
 }  // namespace
 
 // NOLINTNEXTLINE(readability-convert-member-functions-to-static): callers name it as a member.
-void StringBuffer::autoLinkUrls2(StringBuffer& text) const {
-  const std::string_view all = BufferAccess(text).text();
-  const auto linked = [all](const auto& put) { linkAddresses(all, put); };
-  rewrite(text, sizeOfPieces(linked), linked);
-}
+void StringBuffer::autoLinkUrls2(StringBuffer& text) const { rewrite(text, appendWithLinks); }
 
-void StringBuffer::autoLinkUrls() {
-  const std::string_view all = BufferAccess(*this).text();
-  const auto linked = [all](const auto& put) { linkPage(all, put); };
-  rewrite(*this, sizeOfPieces(linked), linked);
-}
+void StringBuffer::autoLinkUrls() { rewrite(*this, appendPageWithLinks); }

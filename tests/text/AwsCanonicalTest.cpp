@@ -8,6 +8,7 @@
 
 #include "core/StringBuffer.h"
 #include "harness/AllocationHook.h"
+#include "harness/Allocations.h"
 #include "harness/AwsCanonicalReference.h"
 #include "harness/BufferState.h"
 #include "harness/ModelBuffer.h"
@@ -337,6 +338,15 @@ TEST(AwsCanonical, ASecureBufferWipesItsOldStorage) {
     EXPECT_EQ(harness::peekInlineBytes(&small), std::string(82, '\0'));
     EXPECT_TRUE(harness::wipesItsBlocks(small));
   }
+}
+
+// --- Allocations -------------------------------------------------------------------------------
+
+TEST(AwsCanonical, AllocatesOnceWhateverTheSize) {
+  for (const Form& form : kForms)
+    EXPECT_TRUE(harness::allocates(
+        1, 2, harness::repeating("a=b c&d=e+f"),
+        [&](StringBuffer& text) { return (text.*form.method)(), text.getSize(); }));
 }
 
 // --- Hostile sizes -----------------------------------------------------------------------------

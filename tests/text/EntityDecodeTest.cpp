@@ -13,6 +13,7 @@
 
 #include "core/StringBuffer.h"
 #include "harness/AllocationHook.h"
+#include "harness/Allocations.h"
 #include "harness/BufferState.h"
 #include "harness/EntityDecodeReference.h"
 #include "harness/Html4Entities.h"
@@ -715,6 +716,17 @@ TEST(DecodeAllTest, HostileTextsTakeLinearTime) {
     EXPECT_EQ(sizeAfter(decoder, "&yacut; ", kSize), kSize);
     sizeAfter(decoder, "&#x" + std::string(kSize, '0') + "1", kSize);
     sizeAfter(decoder, "&#" + std::string(kSize, '9'), kSize);
+  }
+}
+
+// One block for each kind of number.
+TEST(DecodeAllTest, AllocatesOncePerKindOfNumberWhateverTheSize) {
+  for (const Decoder& decoder : kDecoders) {
+    const auto decode = [&](StringBuffer& text) { return (text.*decoder.run)(), text.getSize(); };
+    EXPECT_TRUE(harness::allocates(1, 2, harness::repeating("text &#233; &lt;"), decode));
+    EXPECT_TRUE(harness::allocates(1, 2, harness::repeating("text &#xE9; &lt;"), decode));
+    EXPECT_TRUE(harness::allocates(2, 2, harness::repeating("text &#xE9; &#65; &amp;"), decode));
+    EXPECT_TRUE(harness::allocates(0, 0, harness::repeating("text &lt;&amp;gt;"), decode));
   }
 }
 

@@ -8,6 +8,7 @@
 
 #include "core/StringBuffer.h"
 #include "harness/AllocationHook.h"
+#include "harness/Allocations.h"
 #include "harness/BufferState.h"
 #include "harness/EntityEncodeReference.h"
 #include "harness/Html4Entities.h"
@@ -768,6 +769,16 @@ TEST(EntityEncodeTest, FewAllocationsAreMadeForALargeText) {
   careful.encodeXMLSpecial();
   full.encodeAllXmlSpecial();
   EXPECT_LT(count.seen(), 20);
+}
+
+// The temporary in which the result is made, and the block that it is copied to.
+TEST(EntityEncodeTest, AllocatesTwiceWhateverTheSize) {
+  const auto careful = [](StringBuffer& text) { return text.encodeXMLSpecial(), text.getSize(); };
+  const auto full = [](StringBuffer& text) { return text.encodeAllXmlSpecial(), text.getSize(); };
+  for (const char* unit : {"text & more <text> ", "&amp; &lt; text that goes on <"}) {
+    EXPECT_TRUE(harness::allocates(2, 3, harness::repeating(unit), careful));
+    EXPECT_TRUE(harness::allocates(2, 3, harness::repeating(unit), full));
+  }
 }
 
 // ---- Secure buffers -----------------------------------------------------------------------------

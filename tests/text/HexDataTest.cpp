@@ -8,6 +8,7 @@
 
 #include "core/StringBuffer.h"
 #include "harness/AllocationHook.h"
+#include "harness/Allocations.h"
 #include "harness/BufferState.h"
 #include "harness/HexDataReference.h"
 #include "harness/ModelBuffer.h"
@@ -44,6 +45,12 @@ const std::string& allBytes() {
     return all;
   }();
   return bytes;
+}
+
+std::string letters(std::size_t n) {
+  std::string text;
+  for (std::size_t i = 0; i < n; ++i) text += static_cast<char>('A' + i % 50);
+  return text;
 }
 
 // The base64 text of some bytes, three at a time.
@@ -263,6 +270,29 @@ TEST(HexData, NulsBeforeTheRenderingStay) {
   }
 }
 
+TEST(HexData, AllocatesOnceWhateverTheSize) {
+  for (const Renderer& renderer : renderers()) {
+    EXPECT_TRUE(harness::allocates(1, 2, letters, [&](const StringBuffer& text) {
+      StringBuffer out;
+      renderer.run(out, bytesAt(text.getString()), text.getSize());
+      return out.getSize();
+    })) << renderer.name;
+  }
+}
+
+// The content is not copied for each of many renderings.
+TEST(HexData, ManyRenderingsAllocateSeldom) {
+  const std::string data = letters(1 << 18);
+  for (const Renderer& renderer : {dump(), plain(), spaced(), smallData()}) {
+    StringBuffer out;
+    const harness::AllocationCount before = harness::allocationsMade();
+    for (int i = 0; i < 64; ++i) renderer.run(out, bytesAt(data.data()), sizeOf(data));
+    const harness::AllocationCount after = harness::allocationsMade();
+    EXPECT_LE(after.blocks - before.blocks, 8) << renderer.name;
+    EXPECT_LE(after.bytes - before.bytes, 5LL * out.getSize()) << renderer.name;
+  }
+}
+
 // ---------------------------------------------------------------------------------------------
 // The data may lie in the buffer
 
@@ -272,12 +302,6 @@ struct Scene {
   StringBuffer buffer;
   std::vector<const char*> places;
 };
-
-std::string letters(std::size_t n) {
-  std::string text;
-  for (std::size_t i = 0; i < n; ++i) text += static_cast<char>('A' + i % 50);
-  return text;
-}
 
 // Places at the start, in the middle, at the NUL and behind it; `full` leaves no room.
 std::unique_ptr<Scene> makeScene(bool onHeap, unsigned int cut) {
@@ -645,6 +669,29 @@ TEST(HexFailure, SmallDataLeavesOutTheBatchAndGoesOn) {
       int missing = 0;
       EXPECT_TRUE(isMadeOf(bytesOf(buffer).substr(content.size()), batches, &missing)) << k;
       EXPECT_LE(missing, 1) << k;
+    }
+  }
+}
+
+// Whole batches fit in the room that is there; no memory can be had beside it.
+TEST(HexFailure, TheBatchesThatFitAreKept) {
+  const std::string data = numbered(1500);
+  for (const Renderer& renderer : {dump(), plain(), spaced(), smallData()}) {
+    const std::vector<std::string> batches = renderer.batches(data);
+    for (const unsigned int room : {0U, 126U, 127U, 128U, 254U, 255U, 600U}) {
+      StringBuffer buffer;
+      fillHeap(buffer, letters(150), room);
+      std::string expected = letters(150);
+      for (const std::string& batch : batches) {
+        const bool fits = expected.size() + batch.size() <= 150 + room;
+        if (fits) expected += batch;
+        if (!fits && renderer.name != smallData().name) break;
+      }
+      {
+        const harness::FailAllocation all(1, harness::FailAllocation::kFromThenOn);
+        renderer.run(buffer, bytesAt(data.data()), sizeOf(data));
+      }
+      EXPECT_TRUE(holds(buffer, expected, 151 + room, 202)) << renderer.name << " " << room;
     }
   }
 }

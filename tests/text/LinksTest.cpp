@@ -10,6 +10,7 @@
 
 #include "core/StringBuffer.h"
 #include "harness/AllocationHook.h"
+#include "harness/Allocations.h"
 #include "harness/BufferState.h"
 #include "harness/LinksReference.h"
 #include "harness/RawContent.h"
@@ -330,6 +331,15 @@ TEST(LinksTest, NoPieceIsLostWithoutMemory) {
           });
       EXPECT_GT(failures, 0);
     }
+}
+
+// The temporary in which the result is made, and the block that it is copied to.
+TEST(LinksTest, AllocatesTwiceWhateverTheSize) {
+  for (const auto& member : kMembers)
+    for (const char* unit : {"text that has no address ", "text <a>x</a> text http://address/x "})
+      EXPECT_TRUE(harness::allocates(2, 3, harness::repeating(unit), [&](StringBuffer& text) {
+        return member(text), text.getSize();
+      }));
 }
 
 // --- Secure buffers ------------------------------------------------------------------------------

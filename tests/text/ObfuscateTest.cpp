@@ -9,6 +9,7 @@
 
 #include "core/StringBuffer.h"
 #include "harness/AllocationHook.h"
+#include "harness/Allocations.h"
 #include "harness/BufferState.h"
 #include "harness/ModelBuffer.h"
 #include "harness/ObfuscateReference.h"
@@ -528,6 +529,23 @@ TEST(AppendObfus, IsFalseWhenTheResultCannotBeAppended) {
     EXPECT_FALSE(buffer.appendObfus(code.c_str()));
   }
   EXPECT_TRUE(holds(buffer, "old"));
+}
+
+// The permutation takes four bytes for each of the text.
+TEST(Obfuscate, AllocatesOftenEnoughWhateverTheSize) {
+  const auto text = [](std::size_t size) { return harness::randomText(size, size, "abcdef"); };
+  const auto code = [](std::size_t size) {
+    return obfuscated(harness::randomText(size, size / 4 * 3, "abcdef"));
+  };
+  EXPECT_TRUE(
+      harness::allocates(3, 5, text, [](StringBuffer& b) { return b.obfus(), b.getSize(); }));
+  EXPECT_TRUE(
+      harness::allocates(4, 5, code, [](StringBuffer& b) { return b.unobfus(), b.getSize(); }));
+  EXPECT_TRUE(harness::allocates(4, 5, code, [](const StringBuffer& b) {
+    StringBuffer out;
+    out.appendObfus(b.getString());
+    return out.getSize();
+  }));
 }
 
 // ---- Wiping ----

@@ -10,6 +10,7 @@
 
 #include "core/StringBuffer.h"
 #include "harness/AllocationHook.h"
+#include "harness/Allocations.h"
 #include "harness/BufferState.h"
 #include "harness/ModelBuffer.h"
 #include "harness/ReleasedBlocks.h"
@@ -300,6 +301,20 @@ TEST(XmlElementTest, LargeTextsTakeLinearTime) {
   EXPECT_LT(seconds, 8.0);
   EXPECT_EQ(buffer.getSize(), 2 + kCount * 6 + 1 + (5U << 20) + 4);
   EXPECT_TRUE(invariantsHold(buffer));
+}
+
+// The copy of the content, its escaped form, which is made and copied, and the element.
+TEST(XmlElementTest, AllocatesFourTimesWhateverTheSize) {
+  const auto element = [](const StringBuffer& text) {
+    const std::vector<const char*> names(100, "name");
+    const std::vector<const char*> values(100, "value");
+    StringBuffer out;
+    const harness::AllocationCount before = harness::allocationsMade();
+    EXPECT_TRUE(out.simpleXml("tag", text.getString(), 100, names.data(), values.data()));
+    EXPECT_EQ(harness::allocationsMade().blocks - before.blocks, 4);
+    return out.getSize();
+  };
+  EXPECT_TRUE(harness::allocates(6, 5, harness::repeating("text & more <text> "), element));
 }
 
 }  // namespace

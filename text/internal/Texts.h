@@ -1,7 +1,6 @@
 #ifndef DORVANE_TEXT_INTERNAL_TEXTS_H
 #define DORVANE_TEXT_INTERNAL_TEXTS_H
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -9,7 +8,6 @@
 
 #include "core/StringBuffer.h"
 #include "core/internal/BufferAccess.h"
-#include "core/internal/Limits.h"
 
 namespace dorvane::internal {
 
@@ -36,14 +34,12 @@ inline void reserveMore(StringBuffer& out, std::uint64_t n) {
   if (n > out.getExtendSize()) BufferAccess(out).reserve(out.getSize() + n);
 }
 
-/// For a temporary whose content becomes at most a few times as long as its source: the ordinary
-/// slack, which ends at 500000 bytes, would take a number of steps that grows with the content. Not
-/// for one whose storage is handed over: callers would see the steps.
-inline void growInLargeSteps(StringBuffer& temporary, std::size_t sourceSize) {
-  // No more than a part of the longest content: a slack that does not fit there is left out, and
-  // then every piece takes a new block.
-  const auto slack = std::min<std::uint64_t>(sourceSize, kMaxContent / 16);
-  temporary.setExtendSize(std::max(temporary.getExtendSize(), static_cast<unsigned int>(slack)));
+/// Room in an empty temporary for what is made of a text of `size` bytes and copied from it in the
+/// end, so that nobody sees its capacity. Most results fit in twice the size; what is left to add
+/// grows as usual, also if the room cannot be had. A result that may belong inline gets none.
+inline void makeRoomForTwice(StringBuffer& temporary, std::size_t size) {
+  const BufferAccess room(temporary);
+  if (size > room.longestWithoutGrowth()) room.makeRoom(2 * std::uint64_t{size});
 }
 
 }  // namespace dorvane::internal
