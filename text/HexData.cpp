@@ -70,6 +70,8 @@ struct Dump {
   }
 };
 
+static_assert(Dump::sizeOf(51) == 127 && Dump::sizeOf(102) - Dump::sizeOf(51) == 128);
+
 // The others: every byte has the same width. A block has at most 255 characters.
 constexpr std::size_t kRunBlock = 255;
 
@@ -88,7 +90,7 @@ struct SpaceBefore {
   }
 };
 
-struct SpaceBehind {
+struct SpaceAfter {
   static constexpr std::size_t kBytesPerBlock = kRunBlock / 3;
   static constexpr std::uint64_t sizeOf(std::uint64_t n) { return 3 * n; }
   static char* put(char byte, std::size_t /*index*/, char* to) {
@@ -181,7 +183,7 @@ bool StringBuffer::appendHexDataNoWS(const unsigned char* data, unsigned int cou
 
 void StringBuffer::appendSmallDataAsSpacedHexString(const unsigned char* data, unsigned int count) {
   const StableText bytes(data, count, *this);
-  if (bytes.ok()) render<SpaceBehind>(*this, bytes.view(), WithoutMemory::kLeaveBlockOut);
+  if (bytes.ok()) render<SpaceAfter>(*this, bytes.view(), WithoutMemory::kLeaveBlockOut);
 }
 
 bool StringBuffer::appendBase64(const unsigned char* data, unsigned int count) {

@@ -59,11 +59,11 @@ bool uses(const Element& element, const Owned& owned) {
   return found;
 }
 
-// Size of the pieces of an element, each with so many bytes behind it.
-std::uint64_t sizeOf(const Element& element, const char* body, std::size_t behindEach) {
+// Size of the pieces of an element, each with so many bytes after it.
+std::uint64_t sizeOf(const Element& element, const char* body, std::size_t afterEach) {
   std::uint64_t size = 0;
-  putElement(element, body, [&size, behindEach](const char* piece) {
-    size += isEmpty(piece) ? 0 : std::strlen(piece) + behindEach;
+  putElement(element, body, [&size, afterEach](const char* piece) {
+    size += isEmpty(piece) ? 0 : std::strlen(piece) + afterEach;
     return true;
   });
   return size;
@@ -84,7 +84,7 @@ bool appendOwnElement(StringBuffer& buffer, const Element& element, const char* 
   const bool gathered = putElement(element, body, [&gather](const char* piece) {
     return isEmpty(piece) || gather.append({piece, std::strlen(piece) + 1});
   });
-  reserveMore(buffer, gather.size());
+  reserveMore(buffer, sizeOf(element, body, 0));
   const char* const end = gather.data() + gather.size();
   bool appended = false;
   for (const char* piece = gather.data(); piece != end; piece += std::strlen(piece) + 1)
