@@ -218,7 +218,7 @@ struct Releases {
   // Never allocates.
   void add(const unsigned char* block, std::size_t size) {
     ++all;
-    if (std::all_of(block, block + size, [](unsigned char b) { return b == 0; })) return;
+    if (harness::isWiped(block, size)) return;
     ++dirty;
     std::transform(block, block + std::min<std::size_t>(size, 32), sample,
                    [](unsigned char b) { return b == 0 ? '.' : static_cast<char>(b); });
