@@ -1430,8 +1430,6 @@ class StringBuffer : public NonRefCountedObj {
   // new content; the extend size stays.
   void replaceByBlock(unsigned char* block, unsigned int capacity, unsigned int length);
 
-  // What several members of a family share.
-
   // Replaces each byte of the content that is one of the n bytes of a set.
   void replaceBytesOf(const char* set, unsigned int n, char to) noexcept;
   template <unsigned int kNeeded, class Set>
@@ -1440,16 +1438,7 @@ class StringBuffer : public NonRefCountedObj {
                   "the set has too few bytes; repeat one to fill it");
     replaceBytesOf(set, kNeeded, to);
   }
-  // Percent-encodes all bytes that are not in the set.
-  bool percentEncode(const dorvane::internal::ByteSet& kept);
-  // Decodes the references of some rows of their table in place; returns how many.
-  template <class Range, class Encode>
-  unsigned int decodeRows(const Range& rows, const Encode& encode) noexcept;
-  // Decodes the numeric references that `numberAt` recognises.
-  template <class NumberAt, class Encode>
-  void decodeNumbers(const NumberAt& numberAt, const Encode& encode);
-  // Appends a text that does not lie in this buffer, its addresses made links.
-  bool appendLinked(std::string_view text);
+
   unsigned char m_magic = kMagic;
   bool m_secure = false;
   char* m_data = m_inline;
