@@ -72,6 +72,7 @@ struct StringBuffer::Layout {
   static_assert(isAt(offsetof(StringBuffer, m_secure), 13));
   static_assert(isAt(offsetof(StringBuffer, m_data), 16));
   static_assert(isAt(offsetof(StringBuffer, m_inline), 24));
+  static_assert(isAt(offsetof(StringBuffer, m_slot), 108));
   static_assert(isAt(offsetof(StringBuffer, m_heap), 112));
   static_assert(isAt(offsetof(StringBuffer, m_recordedCapacity), 120));
   static_assert(isAt(offsetof(StringBuffer, m_length), 124));

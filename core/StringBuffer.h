@@ -23,6 +23,7 @@ namespace dorvane::internal {
 template <class Buffer>
 class BufferAccess;
 class ByteSet;
+class Piece;
 class SanityCheck;
 }  // namespace dorvane::internal
 
@@ -1310,6 +1311,7 @@ class StringBuffer : public NonRefCountedObj {
  private:
   template <class Buffer>
   friend class dorvane::internal::BufferAccess;
+  friend class dorvane::internal::Piece;
   friend class dorvane::internal::SanityCheck;
 
   struct Layout;
@@ -1443,6 +1445,7 @@ class StringBuffer : public NonRefCountedObj {
   bool m_secure = false;
   char* m_data = m_inline;
   char m_inline[kInlineSize];
+  unsigned int m_slot = 0;  // the place of a piece in its chunk: core/internal/PieceMaker.h
   unsigned char* m_heap = nullptr;
   unsigned int m_recordedCapacity = 0;
   unsigned int m_length = 0;

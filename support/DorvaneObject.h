@@ -15,7 +15,7 @@ class DorvaneObject {
   /// Nothing is assigned: the base has no state.
   DorvaneObject& operator=(const DorvaneObject&) = default;
 
-  virtual ~DorvaneObject();
+  virtual ~DorvaneObject() = default;
 
   /// Bytes of heap storage that the object owns; 0 unless a class overrides it.
   virtual unsigned int heapUsage();

@@ -6,11 +6,15 @@
 #include <new>
 
 #include "support/DorvaneObject.h"
+#include "support/internal/Prefetch.h"
+
+using dorvane::internal::kPrefetchDistance;
+using dorvane::internal::prefetchForWriting;
 
 ExtPtrArray::~ExtPtrArray() { removeAll(); }
 
-bool ExtPtrArray::appendPtr(DorvaneObject* object) {
-  if (!reserveMore(1)) {
+bool ExtPtrArray::growAndAppend(DorvaneObject* object) {
+  if (!grow(1)) {
     DorvaneObject::deleteObject(object);
     return false;
   }
@@ -18,14 +22,14 @@ bool ExtPtrArray::appendPtr(DorvaneObject* object) {
   return true;
 }
 
-bool ExtPtrArray::reserveMore(int n) {
+bool ExtPtrArray::grow(int n) {
   constexpr std::int64_t kMostElements = std::min<std::int64_t>(
       std::numeric_limits<int>::max(), std::numeric_limits<std::ptrdiff_t>::max() / sizeof(void*));
-  if (n <= m_capacity - m_size) return true;
   const std::int64_t wanted = std::int64_t{m_size} + n;
   if (wanted > kMostElements) return false;
-  const std::int64_t doubled = std::max<std::int64_t>(16, std::int64_t{m_capacity} * 2);
-  const std::int64_t capacity = std::min(std::max(doubled, wanted), kMostElements);
+  const std::int64_t least = n == 1 ? std::max<std::int64_t>(16, std::int64_t{m_capacity} * 2)
+                                    : std::int64_t{m_capacity} + m_capacity / 8;
+  const std::int64_t capacity = std::min(std::max(least, wanted), kMostElements);
   auto** elements = new (std::nothrow) DorvaneObject*[static_cast<std::size_t>(capacity)];
   if (elements == nullptr) return false;
   std::copy_n(m_elements, m_size, elements);
@@ -36,7 +40,13 @@ bool ExtPtrArray::reserveMore(int n) {
 }
 
 void ExtPtrArray::removeAll() {
-  for (int i = 0; i < m_size; ++i) DorvaneObject::deleteObject(m_elements[i]);
+  // The memory of a long list is fetched while the objects before are destroyed.
+  constexpr std::size_t kFetched = 136;
+  for (int i = 0; i < m_size; ++i) {
+    if (m_size - i > kPrefetchDistance)
+      prefetchForWriting<kFetched>(m_elements[i + kPrefetchDistance]);
+    delete m_elements[i];
+  }
   delete[] m_elements;
   m_elements = nullptr;
   m_size = 0;

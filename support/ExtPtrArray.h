@@ -16,11 +16,17 @@ class ExtPtrArray {
   /// Takes ownership of `object` and appends it; a null pointer is kept as a null element.
   /// When the array cannot grow, the object is destroyed (never leaked) and the result is
   /// false. Amortised constant time.
-  bool appendPtr(DorvaneObject* object);
+  bool appendPtr(DorvaneObject* object) {
+    if (m_size == m_capacity) return growAndAppend(object);
+    m_elements[m_size++] = object;
+    return true;
+  }
 
   /// Makes sure that the next `n` calls of appendPtr() succeed. False when memory is exhausted
-  /// or the array would hold more than 2^31 - 1 elements; nothing changes then.
-  bool reserveMore(int n);
+  /// or the array would hold more than 2^31 - 1 elements; nothing changes then. An `n` above 1 is
+  /// taken for what is to come: the array grows by that much and no more, but by an eighth at
+  /// least, so that appending stays of amortised constant time.
+  bool reserveMore(int n) { return n <= m_capacity - m_size || grow(n); }
 
   /// Number of elements.
   int getSize() const noexcept { return m_size; }
@@ -34,6 +40,9 @@ class ExtPtrArray {
   void removeAll();
 
  private:
+  bool grow(int n);
+  bool growAndAppend(DorvaneObject* object);
+
   DorvaneObject** m_elements = nullptr;
   int m_size = 0;
   int m_capacity = 0;

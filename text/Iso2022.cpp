@@ -11,6 +11,7 @@
 #include "core/internal/Scratch.h"
 #include "support/ExtPtrArray.h"
 #include "support/internal/Search.h"
+#include "text/internal/Pieces.h"
 #include "text/internal/PlaceholderIndex.h"
 #include "text/internal/SavedTail.h"
 #include "text/internal/Texts.h"
@@ -18,6 +19,7 @@
 using dorvane::internal::appendTo;
 using dorvane::internal::BufferAccess;
 using dorvane::internal::findBytes;
+using dorvane::internal::PieceList;
 using dorvane::internal::PlaceholderIndex;
 using dorvane::internal::SavedTail;
 using dorvane::internal::Scratch;
@@ -55,16 +57,14 @@ std::uint64_t longestResult(std::string_view text) {
   return longest;
 }
 
-// The slot is reserved first, so that a run is never taken out of the text and then lost.
-bool addRun(ExtPtrArray& runs, std::string_view bytes) {
-  if (!runs.reserveMore(1)) return false;
-  StringBuffer* const run = StringBuffer::createNewSB();
+bool addRun(PieceList& runs, std::string_view bytes) {
+  StringBuffer* const run = runs.make(bytes);
   if (run == nullptr) return false;
-  if (!appendTo(*run, bytes)) {
+  if (!PieceList::isShort(bytes) && !appendTo(*run, bytes)) {
     StringBuffer::deleteSb(run);
     return false;
   }
-  return runs.appendPtr(run);
+  return runs.add(run);
 }
 
 // The elements are buffers; only they are cast, for the array may be of another class.
@@ -128,6 +128,7 @@ bool restoreInPlace(StringBuffer& buffer, const ExtPtrArray& runs, int& next) {
 
 void StringBuffer::iso2022Replace(ExtPtrArray& runs) {
   std::string_view rest = BufferAccess(*this).text();
+  PieceList list(runs, rest, BufferAccess(*this).isSecure());
   Scratch result(*this);
   const BufferAccess out(result);
   // With room for every placeholder no text is lost when memory is exhausted later.
@@ -138,7 +139,7 @@ void StringBuffer::iso2022Replace(ExtPtrArray& runs) {
     rest.remove_prefix(before);
     if (rest.empty()) break;
     const std::size_t run = runSize(rest);
-    if (!addRun(runs, rest.substr(0, run))) {
+    if (!addRun(list, rest.substr(0, run))) {
       out.append(rest);
       break;
     }

@@ -22,6 +22,7 @@ using dorvane::internal::findBytes;
 using dorvane::internal::kLineEndings;
 using dorvane::internal::kPieceBlock;
 using dorvane::internal::kWhiteSpace;
+using dorvane::internal::PieceList;
 using dorvane::internal::PieceStorage;
 
 namespace {
@@ -58,9 +59,10 @@ struct LineEnding {
 template <class FindEnd, class DelimiterSize>
 bool addPieces(ExtPtrArraySb& out, std::string_view text, const FindEnd& findEnd,
                const DelimiterSize& delimiterSize, PieceStorage storage, bool isSecret) {
+  PieceList list(out, text, isSecret);
   for (;;) {
     const std::size_t end = findEnd(text);
-    if (!addPiece(out, text.substr(0, end), kPieceBlock, storage, isSecret)) return false;
+    if (!addPiece(list, text.substr(0, end), kPieceBlock, storage)) return false;
     if (end == text.size()) return true;
     text.remove_prefix(end);
     text.remove_prefix(delimiterSize(text));
@@ -114,13 +116,15 @@ bool StringBuffer::splitUsingBoundary(StringBuffer& boundary, ExtPtrArraySb& out
                                       int maxPieces) const {
   const std::string_view mark = boundary.text();
   std::string_view rest = text();
+  PieceList list(out, rest, m_secure,
+                 maxPieces > 0 ? static_cast<std::size_t>(maxPieces) : rest.size());
   for (int pieces = 0; maxPieces <= 0 || pieces < maxPieces; ++pieces) {
     while (!mark.empty() && rest.substr(0, mark.size()) == mark) rest.remove_prefix(mark.size());
     if (rest.empty()) return true;
     const char* const match = mark.empty() ? nullptr : findBytes(rest, mark);
     const std::string_view piece =
         match == nullptr ? rest : rest.substr(0, static_cast<std::size_t>(match - rest.data()));
-    if (!addPiece(out, piece, piece.size(), PieceStorage::kAsGrown, m_secure)) return false;
+    if (!addPiece(list, piece, piece.size(), PieceStorage::kAsGrown)) return false;
     rest.remove_prefix(piece.size());
   }
   return true;

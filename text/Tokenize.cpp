@@ -4,7 +4,6 @@
 #include <string_view>
 
 #include "core/StringBuffer.h"
-#include "support/ExtPtrArray.h"
 #include "text/internal/ByteClasses.h"
 #include "text/internal/Pieces.h"
 
@@ -12,6 +11,7 @@ using dorvane::internal::addPiece;
 using dorvane::internal::ByteSet;
 using dorvane::internal::kPieceBlock;
 using dorvane::internal::kWhiteSpace;
+using dorvane::internal::PieceList;
 using dorvane::internal::PieceStorage;
 
 namespace {
@@ -51,8 +51,8 @@ class Lexer {
   ByteSet m_stops;
 };
 
-bool addToken(ExtPtrArray& out, std::string_view token, bool isSecret) {
-  return addPiece(out, token, kPieceBlock, PieceStorage::kMinimized, isSecret);
+bool addToken(PieceList& out, std::string_view token) {
+  return addPiece(out, token, kPieceBlock, PieceStorage::kMinimized);
 }
 
 }  // namespace
@@ -61,13 +61,14 @@ void StringBuffer::tokenize(ExtPtrArray& out, const char* punctuation) const {
   if (m_length == 0) return;
   const Lexer lexer(punctuation);
   std::string_view rest = text();
+  PieceList tokens(out, rest, m_secure);
   for (;;) {
     const std::string_view word = rest.substr(0, lexer.wordSize(rest));
     const bool isLast = word.size() == rest.size();
-    if ((isLast || !word.empty()) && !addToken(out, word, m_secure)) return;
+    if ((isLast || !word.empty()) && !addToken(tokens, word)) return;
     if (isLast) return;
     rest.remove_prefix(word.size());
-    if (lexer.isPunctuation(rest.front()) && !addToken(out, rest.substr(0, 1), m_secure)) return;
+    if (lexer.isPunctuation(rest.front()) && !addToken(tokens, rest.substr(0, 1))) return;
     rest.remove_prefix(1);
   }
 }

@@ -1,7 +1,10 @@
 #include "text/internal/Pieces.h"
 
+#include <algorithm>
+#include <climits>
+#include <cstdint>
+
 #include "core/StringBuffer.h"
-#include "support/ExtPtrArray.h"
 #include "text/internal/Staging.h"
 
 namespace dorvane::internal {
@@ -24,16 +27,59 @@ EndOutsideQuotes<ByteSet> endAtAnyOf(const ByteSet& delimiters, bool honourQuote
   return {delimiters | inside, inside, honourQuotes, honourEscapes};
 }
 
-bool addPiece(ExtPtrArray& out, std::string_view piece, std::size_t blockSize, PieceStorage storage,
-              bool isSecret) {
-  if (!out.reserveMore(1)) return false;
-  StringBuffer* const buffer = StringBuffer::createNewSB();
+namespace {
+
+void fill(StringBuffer& buffer, std::string_view piece, std::size_t blockSize, PieceStorage storage,
+          bool isSecret) {
+  buffer.setSecureBuf(isSecret);
+  appendInBlocks(buffer, piece, blockSize);
+  if (storage == PieceStorage::kMinimized) buffer.minimizeMemoryUsage();
+  buffer.setSecureBuf(false);
+}
+
+}  // namespace
+
+// How many pieces are to come, with this one: as many for each byte as there have been so far. As
+// few pieces tell little, it is at most sixteen times as many as there are, and 8 at first.
+std::size_t PieceList::expected(std::string_view piece) const {
+  const auto consumed = static_cast<std::uint64_t>(piece.data() + piece.size() - m_text.data());
+  if (consumed == m_text.size()) return 1;
+  const std::uint64_t rest = m_text.size() - consumed - 1;
+  const std::uint64_t count = m_made * rest / (consumed + 1) + 2;
+  const std::uint64_t most = m_made == 1 ? 8 : std::uint64_t{m_made} * 16;
+  return static_cast<std::size_t>(std::min<std::uint64_t>({count, most, m_most - m_made + 1}));
+}
+
+// For an array that is a little too small all elements would move, so it gets a little more than
+// expected; another chunk costs nothing.
+bool PieceList::reservePlaces(std::size_t count) {
+  count += count / 64;
+  if (count > INT_MAX || !m_out.reserveMore(static_cast<int>(count))) {
+    if (!m_out.reserveMore(1)) return false;
+    count = 1;
+  }
+  m_places = count;
+  return true;
+}
+
+bool PieceList::prepare(std::string_view piece) {
+  const std::size_t count = expected(piece);
+  return (m_places != 0 || reservePlaces(count)) &&
+         (!m_maker.needsChunk() || m_maker.startChunk(count));
+}
+
+StringBuffer* PieceList::make(std::string_view piece) {
+  ++m_made;
+  if ((m_places == 0 || m_maker.needsChunk()) && !prepare(piece)) return nullptr;
+  --m_places;
+  return m_maker.make(isShort(piece) ? piece : piece.substr(0, 0), m_text.data() + m_text.size());
+}
+
+bool addPiece(PieceList& out, std::string_view piece, std::size_t blockSize, PieceStorage storage) {
+  StringBuffer* const buffer = out.make(piece);
   if (buffer == nullptr) return false;
-  buffer->setSecureBuf(isSecret);
-  appendInBlocks(*buffer, piece, blockSize);
-  if (storage == PieceStorage::kMinimized) buffer->minimizeMemoryUsage();
-  buffer->setSecureBuf(false);
-  return out.appendPtr(buffer);
+  if (!PieceList::isShort(piece)) fill(*buffer, piece, blockSize, storage, out.isSecret());
+  return out.add(buffer);
 }
 
 }  // namespace dorvane::internal
