@@ -10,7 +10,7 @@
 #include "core/internal/BufferAccess.h"
 #include "support/CharTables.h"
 #include "support/dvFormat.h"
-#include "text/internal/ByteClasses.h"
+#include "support/internal/ByteClasses.h"
 #include "text/internal/EscapedBlock.h"
 
 using dorvane::internal::BufferAccess;

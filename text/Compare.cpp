@@ -10,8 +10,8 @@
 #include "support/ByteSet.h"
 #include "support/dvString.h"
 #include "support/internal/Ascii.h"
+#include "support/internal/ByteClasses.h"
 #include "support/internal/Search.h"
-#include "text/internal/ByteClasses.h"
 
 using dorvane::internal::asciiLower;
 using dorvane::internal::BufferAccess;

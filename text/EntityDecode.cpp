@@ -15,7 +15,7 @@
 #include "core/internal/Scratch.h"
 #include "support/CharTables.h"
 #include "support/dvParse.h"
-#include "text/internal/ByteClasses.h"
+#include "support/internal/ByteClasses.h"
 #include "text/internal/Entities.h"
 
 using dorvane::internal::BufferAccess;

@@ -10,7 +10,7 @@
 #include "core/internal/Limits.h"
 #include "core/internal/Scratch.h"
 #include "support/ByteSet.h"
-#include "text/internal/ByteClasses.h"
+#include "support/internal/ByteClasses.h"
 #include "text/internal/ChangeBytes.h"
 #include "text/internal/ReplaceMatches.h"
 

@@ -6,8 +6,8 @@
 #include "core/StringBuffer.h"
 #include "core/internal/BufferAccess.h"
 #include "core/internal/Scratch.h"
+#include "support/internal/ByteClasses.h"
 #include "support/internal/Search.h"
-#include "text/internal/ByteClasses.h"
 #include "text/internal/Staging.h"
 #include "text/internal/Texts.h"
 

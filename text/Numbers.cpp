@@ -8,7 +8,7 @@
 #include "core/internal/BufferAccess.h"
 #include "support/dvParse.h"
 #include "support/internal/Ascii.h"
-#include "text/internal/ByteClasses.h"
+#include "support/internal/ByteClasses.h"
 
 using dorvane::internal::BufferAccess;
 using dorvane::internal::hexDigitValue;

@@ -7,7 +7,7 @@
 
 #include "core/StringBuffer.h"
 #include "core/internal/BufferAccess.h"
-#include "text/internal/ByteClasses.h"
+#include "support/internal/ByteClasses.h"
 #include "text/internal/StableText.h"
 
 using dorvane::internal::BufferAccess;

@@ -6,14 +6,16 @@
 #include <string_view>
 
 #include "core/StringBuffer.h"
+#include "core/internal/BufferAccess.h"
 #include "support/ByteSet.h"
 #include "support/ExtPtrArraySb.h"
+#include "support/internal/ByteClasses.h"
 #include "support/internal/FewBytes.h"
 #include "support/internal/Search.h"
-#include "text/internal/ByteClasses.h"
 #include "text/internal/Pieces.h"
 
 using dorvane::internal::addPiece;
+using dorvane::internal::BufferAccess;
 using dorvane::internal::ByteSet;
 using dorvane::internal::endAtAnyOf;
 using dorvane::internal::endAtByte;
@@ -57,9 +59,10 @@ struct LineEnding {
 };
 
 template <class FindEnd, class DelimiterSize>
-bool addPieces(ExtPtrArraySb& out, std::string_view text, const FindEnd& findEnd,
-               const DelimiterSize& delimiterSize, PieceStorage storage, bool isSecret) {
-  PieceList list(out, text, isSecret);
+bool addPieces(ExtPtrArraySb& out, const StringBuffer& source, const FindEnd& findEnd,
+               const DelimiterSize& delimiterSize, PieceStorage storage) {
+  std::string_view text = BufferAccess(source).text();
+  PieceList list(out, text, BufferAccess(source).isSecure());
   for (;;) {
     const std::size_t end = findEnd(text);
     if (!addPiece(list, text.substr(0, end), kPieceBlock, storage)) return false;
@@ -73,20 +76,19 @@ bool addPieces(ExtPtrArraySb& out, std::string_view text, const FindEnd& findEnd
 
 bool StringBuffer::split(ExtPtrArraySb& out, char delimiter, bool honourQuotes,
                          bool honourEscapes) const {
-  if (m_length == 0) return true;
+  if (getSize() == 0) return true;
   if (!honourQuotes && !honourEscapes)
-    return addPieces(out, text(), EndAtByte{delimiter}, OneByte(), PieceStorage::kMinimized,
-                     m_secure);
-  return addPieces(out, text(), endAtByte(delimiter, honourQuotes, honourEscapes), OneByte(),
-                   PieceStorage::kMinimized, m_secure);
+    return addPieces(out, *this, EndAtByte{delimiter}, OneByte(), PieceStorage::kMinimized);
+  return addPieces(out, *this, endAtByte(delimiter, honourQuotes, honourEscapes), OneByte(),
+                   PieceStorage::kMinimized);
 }
 
 bool StringBuffer::split2(ExtPtrArraySb& out, const char* delimiters, bool honourQuotes,
                           bool honourEscapes) const {
-  if (m_length == 0) return true;
+  if (getSize() == 0) return true;
   const ByteSet set = ByteSet::of(delimiters == nullptr ? "" : delimiters);
-  return addPieces(out, text(), endAtAnyOf(set, honourQuotes, honourEscapes), OneByte(),
-                   PieceStorage::kAsGrown, m_secure);
+  return addPieces(out, *this, endAtAnyOf(set, honourQuotes, honourEscapes), OneByte(),
+                   PieceStorage::kAsGrown);
 }
 
 bool StringBuffer::splitAndTrim(ExtPtrArraySb& out, char delimiter, bool honourQuotes,
@@ -99,24 +101,24 @@ bool StringBuffer::splitAndTrim(ExtPtrArraySb& out, char delimiter, bool honourQ
 
 bool StringBuffer::splitByLineEndings(ExtPtrArraySb& out, bool honourQuotes,
                                       bool honourEscapes) const {
-  if (m_length == 0) return true;
+  if (getSize() == 0) return true;
   if (!honourQuotes && !honourEscapes)
-    return addPieces(out, text(), EndAtLine(), LineEnding(), PieceStorage::kMinimized, m_secure);
-  return addPieces(out, text(), endAtAnyOf(kLineEndings, honourQuotes, honourEscapes), LineEnding(),
-                   PieceStorage::kMinimized, m_secure);
+    return addPieces(out, *this, EndAtLine(), LineEnding(), PieceStorage::kMinimized);
+  return addPieces(out, *this, endAtAnyOf(kLineEndings, honourQuotes, honourEscapes), LineEnding(),
+                   PieceStorage::kMinimized);
 }
 
 bool StringBuffer::splitIntoLines(ExtPtrArraySb& out, unsigned int /*ignored*/) const {
-  const std::string_view lines = text();
-  if (lines.empty()) return true;
-  return addPieces(out, lines, EndAtLine(), LineEnding(), PieceStorage::kAsGrown, m_secure);
+  if (BufferAccess(*this).text().empty()) return true;
+  return addPieces(out, *this, EndAtLine(), LineEnding(), PieceStorage::kAsGrown);
 }
 
 bool StringBuffer::splitUsingBoundary(StringBuffer& boundary, ExtPtrArraySb& out,
                                       int maxPieces) const {
-  const std::string_view mark = boundary.text();
-  std::string_view rest = text();
-  PieceList list(out, rest, m_secure,
+  const BufferAccess self(*this);
+  const std::string_view mark = BufferAccess(boundary).text();
+  std::string_view rest = self.text();
+  PieceList list(out, rest, self.isSecure(),
                  maxPieces > 0 ? static_cast<std::size_t>(maxPieces) : rest.size());
   for (int pieces = 0; maxPieces <= 0 || pieces < maxPieces; ++pieces) {
     while (!mark.empty() && rest.substr(0, mark.size()) == mark) rest.remove_prefix(mark.size());

@@ -4,10 +4,12 @@
 #include <string_view>
 
 #include "core/StringBuffer.h"
-#include "text/internal/ByteClasses.h"
+#include "core/internal/BufferAccess.h"
+#include "support/internal/ByteClasses.h"
 #include "text/internal/Pieces.h"
 
 using dorvane::internal::addPiece;
+using dorvane::internal::BufferAccess;
 using dorvane::internal::ByteSet;
 using dorvane::internal::kPieceBlock;
 using dorvane::internal::kWhiteSpace;
@@ -58,10 +60,11 @@ bool addToken(PieceList& out, std::string_view token) {
 }  // namespace
 
 void StringBuffer::tokenize(ExtPtrArray& out, const char* punctuation) const {
-  if (m_length == 0) return;
+  if (getSize() == 0) return;
   const Lexer lexer(punctuation);
-  std::string_view rest = text();
-  PieceList tokens(out, rest, m_secure);
+  const BufferAccess self(*this);
+  std::string_view rest = self.text();
+  PieceList tokens(out, rest, self.isSecure());
   for (;;) {
     const std::string_view word = rest.substr(0, lexer.wordSize(rest));
     const bool isLast = word.size() == rest.size();
@@ -78,7 +81,8 @@ void StringBuffer::tokenizeCPP(ExtPtrArray& out) const { tokenize(out, kCPunctua
 unsigned int StringBuffer::tokenCount(const char* punctuation) const noexcept {
   const Lexer lexer(punctuation);
   unsigned int count = 0;
-  std::string_view rest = text();
+  const BufferAccess self(*this);
+  std::string_view rest = self.text();
   while (!rest.empty()) {
     const std::size_t size = lexer.wordSize(rest);
     count += size != 0 ? 1 : 0;

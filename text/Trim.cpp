@@ -7,7 +7,7 @@
 #include "core/internal/BufferAccess.h"
 #include "core/internal/Scratch.h"
 #include "support/ByteSet.h"
-#include "text/internal/ByteClasses.h"
+#include "support/internal/ByteClasses.h"
 
 using dorvane::internal::BufferAccess;
 using dorvane::internal::ByteSet;

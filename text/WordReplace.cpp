@@ -4,7 +4,7 @@
 
 #include "core/StringBuffer.h"
 #include "core/internal/BufferAccess.h"
-#include "text/internal/ByteClasses.h"
+#include "support/internal/ByteClasses.h"
 #include "text/internal/PartlyMeasured.h"
 #include "text/internal/ReplaceMatches.h"
 #include "text/internal/ReplaceRange.h"
