@@ -125,7 +125,7 @@ unsigned int StringBuffer::replaceAllOccurancesBetween(const char* begin, const 
     const Region region = findRegion(rest, begin, end);
     // A begin marker at the end of the content opens no region, not even for an empty end marker.
     if (!region.found || region.inside.data() == self.data() + self.size()) break;
-    // A guess: this copy is given back. The result takes what it needs.
+    // A guess, for a copy that is released below.
     if (count == 0) out.reserve(rest.size() + rest.size() / 4);
     out.append(region.before);
     out.append(begin);

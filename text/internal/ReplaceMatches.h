@@ -9,7 +9,6 @@
 #include "core/StringBuffer.h"
 #include "core/internal/BufferAccess.h"
 #include "core/internal/Scratch.h"
-#include "text/internal/Texts.h"
 
 namespace dorvane::internal {
 
@@ -19,14 +18,17 @@ template <class Find>
 class Matches {
  public:
   /// `find(rest)` returns the offset of the first match in `rest`, or npos. Each is `size` bytes
-  /// long.
+  /// long. There is no NUL in the text.
   Matches(std::string_view text, std::size_t size, const Find& find)
       : m_text(text), m_size(size), m_find(find) {
-    for (std::size_t at; m_known < kMostKnown; m_afterKnown += at + size) {
-      at = find(text.substr(m_afterKnown));
-      if (at == kNone) break;
-      m_gaps[m_known++] = static_cast<std::uint32_t>(at);
+    std::string_view rest = text;
+    unsigned int known = 0;
+    for (std::size_t gap; known < kMostKnown && (gap = find(rest)) != kNone; ++known) {
+      m_gaps[known] = static_cast<std::uint32_t>(gap);
+      rest.remove_prefix(gap + size);
     }
+    m_known = known;
+    m_afterKnown = text.size() - rest.size();
   }
 
   bool none() const { return m_known == 0; }
@@ -44,24 +46,28 @@ class Matches {
   /// grows piece by piece: the text before a match, its replacement, ..., the text after the last
   /// match. A piece for which it cannot grow is left out.
   unsigned int appendReplaced(std::string_view replacement, StringBuffer& out) const {
+    const BufferAccess to(out);
     std::string_view rest = m_text;
-    const auto replaceNext = [&](std::size_t gap) {
-      appendTo(out, rest.substr(0, gap));
-      appendTo(out, replacement);
+    unsigned int count = 0;
+    for (std::size_t gap; (gap = gapBefore(count, rest)) != kNone; ++count) {
+      to.append(rest.substr(0, gap));
+      to.append(replacement);
       rest.remove_prefix(gap + m_size);
-    };
-    for (unsigned int i = 0; i < m_known; ++i) replaceNext(m_gaps[i]);
-    unsigned int count = m_known;
-    if (m_known == kMostKnown) {
-      for (std::size_t gap; (gap = m_find(rest)) != kNone; ++count) replaceNext(gap);
     }
-    appendTo(out, rest);
+    to.append(rest);
     return count;
   }
 
  private:
   static constexpr std::size_t kNone = std::string_view::npos;
   static constexpr unsigned int kMostKnown = 256;
+
+  // The bytes before a match that are not yet replaced, which `rest` begins with; npos after the
+  // last match.
+  std::size_t gapBefore(unsigned int index, std::string_view rest) const {
+    if (index < m_known) return m_gaps[index];
+    return m_known < kMostKnown ? kNone : m_find(rest);
+  }
 
   // A little more than if the rest grew as its beginning did, but at most to four times its size.
   std::uint64_t growthOfRest(std::uint64_t growth) const {
