@@ -1349,11 +1349,7 @@ Releases watch(const std::function<void()>& act) {
   Releases releases;
   harness::WatchReleases watching([&](const unsigned char* block, std::size_t size) {
     ++releases.all;
-    for (std::size_t i = 0; i < size; ++i) {
-      if (block[i] == 0) continue;
-      ++releases.dirty;
-      return;
-    }
+    if (!harness::isWiped(block, size)) ++releases.dirty;
   });
   act();
   return releases;
