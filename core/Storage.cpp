@@ -151,14 +151,11 @@ void StringBuffer::release(const RetiredBlock& old) const {
 void StringBuffer::reserve(unsigned long long total) {
   const SanityCheck check(*this);
   if (m_magic != kMagic || total < kInlineSize || total > kMaxContent || total < m_length) return;
-  const std::uint64_t slack = largestSlack(total, m_extendSize);
+  const auto slack = static_cast<unsigned int>(largestSlack(total, m_extendSize));
   const auto needed =
       static_cast<unsigned int>(std::min<std::uint64_t>(total + slack + 1, kMaxBlock));
   if (needed <= m_heldSize || total < storageSize()) return;
-  auto size = needed;
-  if (!isInline() && slack >= kMaxExtendSize)
-    size = static_cast<unsigned int>(
-        std::max<std::uint64_t>(needed, std::min(std::uint64_t{m_heldSize} * 2, kMaxBlock)));
+  auto size = static_cast<unsigned int>(sizeToHold(needed, slack, isInline() ? 0 : m_heldSize));
   unsigned char* block = dvNewUnsignedChar(size);
   if (block == nullptr && size != needed) block = dvNewUnsignedChar(size = needed);
   if (block == nullptr) return;
