@@ -209,7 +209,7 @@ struct Spelling {
   explicit Spelling(Key key) {
     for (; key != 0; key >>= 8U) bytes[--first] = static_cast<char>(key & 0xFFU);
   }
-  const char* text() const { return bytes + first; }
+  const char* begin() const { return bytes + first; }
 
   std::size_t first = kLongestReference;
   char bytes[kLongestReference + 1] = {};
@@ -352,7 +352,7 @@ void StringBuffer::decodeAllXmlSpecialUtf8() {
     const unsigned int last = lastRowIn(BufferAccess(*this).text(), kNamed);
     if (last != kNamed.end) {
       decodeNamed(*this, RowRange{kNamed.first, last}, asUtf8);
-      replaceAllOccurances(Spelling(kTable[last].key).text(), asUtf8(kTable[last].ansi).bytes);
+      replaceAllOccurances(Spelling(kTable[last].key).begin(), asUtf8(kTable[last].ansi).bytes);
     }
     decodeNamed(*this, kAmpersand, asAnsi);
   }

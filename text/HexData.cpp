@@ -195,8 +195,8 @@ bool StringBuffer::hexStringToBinary2(const char* hex, unsigned int count, DataB
   if (hex == nullptr || count == 0 || *hex == '\0') return true;
   // Deliberate: a single character, or one before a NUL, gives no byte.
   if (count == 1 || (count % 2 == 1 && hex[1] == '\0')) return true;
-  const StableText text(hex, count, pointsInto(hex, out.getData2(), out.getBufSize()));
-  return text.ok() && decodeHex(text.view(), out);
+  const StableText digits(hex, count, pointsInto(hex, out.getData2(), out.getBufSize()));
+  return digits.ok() && decodeHex(digits.view(), out);
 }
 
 bool StringBuffer::hexStringToBinary(DataBuffer& out) const {

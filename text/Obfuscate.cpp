@@ -49,11 +49,11 @@ void StringBuffer::obfus() {
   Secret encoded;
   ContentCoding coding;
   if (!coding.encodeBase64_noCrLf(self.data(), self.size(), encoded)) return;
-  const BufferAccess text(encoded);
-  const Permutation permutation(text.content(), dvIsBigEndian());
+  const BufferAccess code(encoded);
+  const Permutation permutation(code.content(), dvIsBigEndian());
   if (!permutation.ok()) return;
-  permutation.scramble(text.data());
-  self.replaceKeepingBlock(text.content());
+  permutation.scramble(code.data());
+  self.replaceKeepingBlock(code.content());
 }
 
 void StringBuffer::unobfus() {
