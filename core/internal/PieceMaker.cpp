@@ -24,6 +24,14 @@
 #endif
 #endif
 
+#if defined(__SANITIZE_ADDRESS__)
+#define DORVANE_UNDER_ASAN
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define DORVANE_UNDER_ASAN
+#endif
+#endif
+
 #if defined(__GNUC__) && defined(__ELF__)
 // Defined where a program runs under AddressSanitizer, or its form in hardware.
 extern "C" {
@@ -44,8 +52,7 @@ namespace {
 
 // Nearly 32 MiB. A chunk is as large as its list needs, not a page or so: an allocator keeps a
 // large block for a program that comes back for it, whereas the memory of many small ones goes back
-// to the system with every list, and is had again page by page. Blocks beyond 32 MiB no allocator
-// keeps.
+// to the system with every list, and is had again page by page. Beyond 32 MiB it keeps none.
 constexpr std::size_t kMostPieces = (std::size_t{32} << 20) / sizeof(Piece) - 64;
 
 static_assert(kMostPieces <= std::numeric_limits<unsigned int>::max());
@@ -81,7 +88,7 @@ void giveBack(PieceChunk* chunk, std::size_t pieces) noexcept {
 // AddressSanitizer knows blocks, not slots. Under it every piece is a block of its own, so that one
 // that is used after its release is reported, with the place of the release.
 bool isBlockByBlock() noexcept {
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(DORVANE_UNDER_ASAN)
   return true;
 #elif defined(__GNUC__) && defined(__ELF__)
   return __asan_init != nullptr || __hwasan_init != nullptr;

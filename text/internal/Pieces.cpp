@@ -72,7 +72,10 @@ StringBuffer* PieceList::make(std::string_view piece) {
   ++m_made;
   if ((m_places == 0 || m_maker.needsChunk()) && !prepare(piece)) return nullptr;
   --m_places;
-  return m_maker.make(isShort(piece) ? piece : piece.substr(0, 0), m_text.data() + m_text.size());
+  const std::string_view held = isShort(piece) ? piece : piece.substr(0, 0);
+  // Of a secret nothing is read but the piece.
+  const std::string_view readable = m_isSecret ? held : m_text;
+  return m_maker.make(held, readable.data() + readable.size());
 }
 
 bool addPiece(PieceList& out, std::string_view piece, std::size_t blockSize, PieceStorage storage) {
