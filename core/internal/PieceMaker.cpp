@@ -104,8 +104,7 @@ Piece::~Piece() = default;
 // Not inline: a compiler that knows the largest size copies by an instruction that is slow to
 // start.
 void Piece::copyText(std::string_view text) noexcept {
-  std::memcpy(m_inline, text.data(), text.size());
-  m_inline[text.size()] = '\0';
+  m_inline[text.copy(m_inline, text.size())] = '\0';
 }
 
 #if defined(__GNUC__)
