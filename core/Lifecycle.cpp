@@ -182,7 +182,7 @@ void StringBuffer::minimizeMemoryUsage() {
     release(old);
   } else if (m_recordedCapacity > std::uint64_t{length} + 256) {
     moveToExactBlock(length + 1);
-  } else if (m_heldSize != m_recordedCapacity) {
+  } else if (m_heldSize > std::uint64_t{m_recordedCapacity} + 256) {
     moveToExactBlock(m_recordedCapacity);
   }
 }

@@ -47,9 +47,11 @@ std::uint64_t sizeToHold(unsigned int capacity, unsigned int slack, unsigned int
   return std::max<std::uint64_t>(capacity, std::min(std::uint64_t{held} * 2, kMaxBlock));
 }
 
-// No slack of a content that ends with `total` bytes is larger, if it starts with `extendSize`.
+// No slack of a content that ends with `total` bytes is larger, if it starts with `extendSize`. One
+// that does not fit beside the content is left out.
 std::uint64_t largestSlack(std::uint64_t total, unsigned int extendSize) {
-  return std::max<std::uint64_t>(extendSize, std::min<std::uint64_t>(total / 2, kMaxExtendSize));
+  const std::uint64_t grown = std::min<std::uint64_t>(total / 2, kMaxExtendSize);
+  return total + extendSize + 1 > kMaxBlock ? grown : std::max<std::uint64_t>(extendSize, grown);
 }
 
 constexpr bool isAt(std::size_t offset, std::size_t expected) {

@@ -164,6 +164,16 @@ TEST(HeldBlock, MinimizingGivesBackWhatIsHeldBeyondTheRecord) {
   EXPECT_EQ(allocationsOf([&] { buffer.minimizeMemoryUsage(); }).blocks, 0);
 }
 
+TEST(HeldBlock, MinimizingToleratesALittleMoreThanTheRecord) {
+  const std::string text = letters(1000);
+  StringBuffer buffer;
+  BufferAccess(buffer).reserve(1340);
+  buffer.appendMinSize(text.substr(0, 900).c_str());
+  buffer.appendMinSize(text.c_str());
+  ASSERT_GT(peekFields(&buffer).heldSize, buffer.heapUsage());
+  EXPECT_EQ(allocationsOf([&] { buffer.minimizeMemoryUsage(); }).blocks, 0);
+}
+
 // ---- Room held in advance ----
 
 TEST(Reserve, ShowsNowhere) {
@@ -285,6 +295,16 @@ TEST(Reserve, MoreThanTheLongestContentIsNotTried) {
   StringBuffer buffer;
   const AllocationCount made = allocationsOf([&] { BufferAccess(buffer).reserve(0xFFFFFFFFULL); });
   EXPECT_EQ(made.blocks, 0);
+}
+
+TEST(Reserve, ASlackThatDoesNotFitIsLeftOut) {
+  StringBuffer buffer;
+  buffer.setExtendSize(0xFFFFFFFFU);
+  const AllocationCount made = allocationsOf([&] { BufferAccess(buffer).reserve(1000); });
+  EXPECT_LE(made.bytes, 1501);
+  const std::string text = letters(1000);
+  EXPECT_EQ(allocationsOf([&] { harness::appendBytes(buffer, text); }).blocks, 0);
+  EXPECT_EQ(buffer.heapUsage(), 1001U);
 }
 
 TEST(Reserve, ABufferWithABrokenMarkerHoldsNothing) {
