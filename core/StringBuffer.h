@@ -173,9 +173,9 @@ class StringBuffer : public NonRefCountedObj {
   StringBuffer(const StringBuffer& other);
 
   /// Takes content, heap block, extend size and secure flag of `source` over and leaves `source`
-  /// empty; its storage is wiped if it is secure. Empty if `source` is no longer alive. An addition
-  /// for containers, which move their elements; there is no move assignment, so that assigning a
-  /// temporary does what assigning does.
+  /// empty, with its flag; nothing of a secret stays in it. Empty if `source` is no longer alive.
+  /// An addition for containers, which move their elements; there is no move assignment, so that
+  /// assigning a temporary does what assigning does.
   StringBuffer(StringBuffer&& source) noexcept;
 
   /// Deliberate: appends the text, as append() does, instead of replacing the content, so that
@@ -826,7 +826,8 @@ class StringBuffer : public NonRefCountedObj {
   /// - The pieces of a secure buffer are not secure, but what they outgrow while they are made is
   ///   wiped.
   /// - Deliberate: each piece is a buffer of its own with its inline array, so that a text of
-  ///   delimiters takes about 160 bytes for each.
+  ///   delimiters takes about 144 bytes for each. A piece that outlives its list holds the memory
+  ///   of the pieces that were made with it.
   /// @{
 
   /// Cuts at each `delimiter`: n delimiters give n + 1 pieces. The pieces are minimised.
