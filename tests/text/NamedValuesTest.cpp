@@ -9,7 +9,7 @@
 
 #include "core/StringBuffer.h"
 #include "harness/AllocationHook.h"
-#include "harness/AllocationsPerSize.h"
+#include "harness/Allocations.h"
 #include "harness/BufferState.h"
 #include "harness/ModelBuffer.h"
 #include "harness/NamedValuesReference.h"

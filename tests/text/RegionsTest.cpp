@@ -10,7 +10,7 @@
 
 #include "core/StringBuffer.h"
 #include "harness/AllocationHook.h"
-#include "harness/AllocationsPerSize.h"
+#include "harness/Allocations.h"
 #include "harness/BufferState.h"
 #include "harness/ModelBuffer.h"
 #include "harness/Operation.h"
