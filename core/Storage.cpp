@@ -211,7 +211,7 @@ bool StringBuffer::replaceByPieces(std::initializer_list<std::string_view> piece
   for (const std::string_view piece : pieces) total += piece.size();
   StringBuffer out;
   out.m_secure = m_secure;
-  if (total > kMaxContent || !out.makeRoom(static_cast<std::size_t>(total))) return false;
+  if (total > kMaxContent || !out.makeRoom(total)) return false;
   for (const std::string_view piece : pieces) out.appendBytes(piece);
   out.dropTrailingNuls();
   takeSb(out);

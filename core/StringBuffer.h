@@ -91,7 +91,7 @@ class StringBuffer : public NonRefCountedObj {
   /// beside the content is left out of the allocation.
   void setExtendSize(unsigned int extendSize) noexcept { m_extendSize = extendSize; }
 
-  /// True when the byte behind the content is not NUL, because a caller wrote there.
+  /// True when the byte after the content is not NUL, because a caller wrote there.
   bool isNonTerminated() const noexcept;
 
   /// Makes room for `n` more bytes and the NUL. False, with nothing changed, when the block cannot
@@ -144,7 +144,7 @@ class StringBuffer : public NonRefCountedObj {
   /// Removes up to `n` bytes from the end, overwriting each with NUL.
   void shorten(unsigned int n) noexcept;
 
-  /// Cuts the content at `index`; nothing happens when `index` is not inside it. The bytes behind
+  /// Cuts the content at `index`; nothing happens when `index` is not inside it. The bytes after
   /// the new end stay in the storage.
   void chopAt(unsigned int index) noexcept;
 
@@ -153,7 +153,7 @@ class StringBuffer : public NonRefCountedObj {
   unsigned int rollback(unsigned int newLength) noexcept;
 
   /// Removes `count` bytes at `start` and closes the gap; returns the resulting length. Nothing
-  /// changes when the range does not lie inside the content. Deliberate: a NUL behind the range
+  /// changes when the range does not lie inside the content. Deliberate: a NUL after the range
   /// ends the content there.
   unsigned int removeChunk(unsigned int start, unsigned int count) noexcept;
 
@@ -209,12 +209,12 @@ class StringBuffer : public NonRefCountedObj {
   /// A new array with the getSize() bytes of the content and a NUL; null when memory is exhausted.
   char* createCopy() const;
 
-  /// A new array of getSize() + 1 bytes with the text; the bytes behind the text are 0. Null when
+  /// A new array of getSize() + 1 bytes with the text; the bytes after the text are 0. Null when
   /// memory is exhausted. The length of the content is stored in `*outLength`, also on failure;
   /// `outLength` may be null.
   char* copyString(unsigned int* outLength) const;
 
-  /// Copies the text, cut to `size` - 1 bytes, and a NUL behind it. Returns the smaller of
+  /// Copies the text, cut to `size` - 1 bytes, and a NUL after it. Returns the smaller of
   /// getSize() and `size` - 1, where a NUL stands too; bytes between the text's own NUL and there
   /// keep their values. With a null destination or a size of 0 nothing is written and 0 returned.
   unsigned int copyToBuffer(char* destination, unsigned int size) const;
@@ -311,8 +311,8 @@ class StringBuffer : public NonRefCountedObj {
   bool appendMinSize(const StringBuffer& other);
 
   /// Appends `format` with its first "%s" replaced by `value`. Deliberate:
-  /// - A null value leaves the "%s" standing, an empty one removes it.
-  /// - Only these two bytes count: "%5s" and "%%" are ordinary text.
+  /// - A null value leaves the "%s", an empty one removes it.
+  /// - Only these two bytes count: "%5s" and "%%" are ordinary text, so that a value is lost.
   bool append_s(const char* format, const char* value);
 
   /// Appends `format` with its first "%d" replaced by the decimal form of `value`. Deliberate: only
@@ -333,10 +333,10 @@ class StringBuffer : public NonRefCountedObj {
   /// Puts a text before the content. Linear in the content.
   bool prepend(const char* text);
 
-  /// Inserts the content of `other` at `position`: at 0 its text (up to a NUL), at or behind the
+  /// Inserts the content of `other` at `position`: at 0 its text (up to a NUL), at or after the
   /// end as append() does. Deliberate: when this buffer, or one that is no longer alive, is
   /// inserted inside the content, the content is cut at `position` and the result is false. Also
-  /// deliberate: of the content behind `position` only the text, up to its first NUL, is kept.
+  /// deliberate: of the content after `position` only the text, up to its first NUL, is kept.
   bool insertAt(const StringBuffer& other, unsigned int position);
 
   /// @}
@@ -347,7 +347,7 @@ class StringBuffer : public NonRefCountedObj {
   /// @{
 
   /// Appends a dump: 16 bytes a line as eight groups of four digits, a space between the groups and
-  /// a line feed behind each full line. An unfinished line ends with a space after an even number
+  /// a line feed after each full line. An unfinished line ends with a space after an even number
   /// of bytes and with bare digits after an odd one. On failure the digits that fitted stay, in
   /// blocks of at most 128 characters.
   bool appendHexData(const unsigned char* data, unsigned int count);
@@ -454,7 +454,7 @@ class StringBuffer : public NonRefCountedObj {
   /// Address of the last byte of the content that equals `c`, or null.
   char* findLastChar(char c) const noexcept;
 
-  /// The byte at `index`; 0 behind the content.
+  /// The byte at `index`; 0 beyond the content.
   char charAt(unsigned int index) const noexcept;
 
   /// The last byte of the content; 0 when it is empty.
@@ -561,12 +561,13 @@ class StringBuffer : public NonRefCountedObj {
   /// Makes every run of spaces, TABs, LFs and CRs one space; the ends keep theirs.
   unsigned int trimInsideSpaces() noexcept;
 
-  /// Removes the text before the first `ch`, and `ch` itself on demand; what is kept ends at the
-  /// first NUL. Nothing happens when the text does not contain `ch`, or when it is NUL.
+  /// Removes the text before the first `ch`, and `ch` itself if `alsoRemoveChar` is set; what is
+  /// kept ends at the first NUL. Nothing happens when the text does not contain `ch`, or when it is
+  /// NUL.
   void trimBefore(char ch, bool alsoRemoveChar) noexcept;
 
-  /// Removes the content behind the last `ch`, and `ch` itself on demand. Nothing happens when the
-  /// content does not contain `ch`.
+  /// Removes the content after the last `ch`, and `ch` itself if `alsoRemoveChar` is set. Nothing
+  /// happens when the content does not contain `ch`.
   void trimAfter(char ch, bool alsoRemoveChar) noexcept;
 
   /// Cuts the content at the first `ch`, which goes too; false when there is none.
@@ -589,7 +590,7 @@ class StringBuffer : public NonRefCountedObj {
   /// 0xFF, count as pairs.
   /// @{
 
-  /// Removes every `ch` at or behind `startIndex`.
+  /// Removes every `ch` at or after `startIndex`.
   void eliminateChar(char ch, unsigned int startIndex) noexcept;
 
   /// Removes every `ch`; returns how many.
@@ -613,7 +614,7 @@ class StringBuffer : public NonRefCountedObj {
   /// become "../x".
   unsigned int removeInvalidFilenameChars() noexcept;
 
-  /// Removes each backslash and keeps the byte behind it; returns the new length.
+  /// Removes each backslash and keeps the byte after it; returns the new length.
   unsigned int unescape() noexcept;
 
   /// Replaces every byte `from` by `to`; returns how many.
@@ -671,7 +672,7 @@ class StringBuffer : public NonRefCountedObj {
   /// content at its first NUL, even when there is no CR LF.
   unsigned int toLF();
 
-  /// Puts `count` copies of `ch` at the start and behind every LF. Deliberate: a count above
+  /// Puts `count` copies of `ch` at the start and after every LF. Deliberate: a count above
   /// 12582912 puts nothing there. When memory is exhausted the content stays as it is.
   void indent(char ch, unsigned int count);
 
@@ -686,7 +687,7 @@ class StringBuffer : public NonRefCountedObj {
   /// Replaces the first match; true when there was one. Deliberate: a null replacement leaves the
   /// text as it is (still true), an empty one deletes the match. False also when memory is
   /// exhausted before anything has changed; when it is exhausted later, the replacement or the text
-  /// behind the match is missing, with true.
+  /// after the match is missing, with true.
   bool replaceFirstOccurance(const char* find, const char* replacement);
 
   /// As replaceFirstOccurance(), for the last match of a scan from the start. Deliberate: as
@@ -694,7 +695,7 @@ class StringBuffer : public NonRefCountedObj {
   bool replaceLastOccurance(const char* find, const char* replacement);
 
   /// Replaces all matches and returns their number. A null or empty replacement deletes them.
-  /// Content behind an embedded NUL is dropped when there is a match. A piece for which memory is
+  /// Content after an embedded NUL is dropped when there is a match. A piece for which memory is
   /// exhausted is left out.
   unsigned int replaceAllOccurances(const char* find, const char* replacement);
 
@@ -726,11 +727,11 @@ class StringBuffer : public NonRefCountedObj {
 
   /// The first whole-word match in a text, or null; null also for an empty word. Deliberate: a
   /// match where a search starts is not tested on its left side, and the search starts again one
-  /// byte behind the start of each rejected match.
+  /// byte after the start of each rejected match.
   static const char* findWordOnly(const char* text, const char* word, int ignored,
                                   bool caseSensitive, bool extendedWordChars) noexcept;
 
-  /// As replaceFirstOccurance() for whole words. Deliberate: what stands behind an embedded NUL is
+  /// As replaceFirstOccurance() for whole words. Deliberate: what stands after an embedded NUL is
   /// dropped.
   bool replaceFirstWordOccurance(const char* find, const char* replacement, int ignored,
                                  bool extendedWordChars);
@@ -768,7 +769,7 @@ class StringBuffer : public NonRefCountedObj {
   bool copyUntil(const char* marker, unsigned int start, unsigned int& count,
                  StringBuffer& out) const;
 
-  /// Cuts the text at the first marker, or behind it; false when there is none or it is empty.
+  /// Cuts the text at the first marker, or after it; false when there is none or it is empty.
   bool chopAtSubstr(const char* marker, bool keepMarker) noexcept;
 
   /// Replaces what stands between the markers of the first region, and the markers if the flag is
@@ -861,7 +862,7 @@ class StringBuffer : public NonRefCountedObj {
   /// Tokens are runs of bytes between white space (space, TAB, LF, CR). A double-quoted string and
   /// an escaped byte stay inside their token, quotes and backslashes included. Deliberate: a
   /// backslash inside quotes escapes nothing. The tokens of a secure buffer are as the pieces of a
-  /// split.
+  /// split. Deliberate: each token is a buffer of its own, so that it takes about 144 bytes.
   /// @{
 
   /// Appends the tokens to `out` as new, minimised buffers that the array owns; each byte of
@@ -881,7 +882,7 @@ class StringBuffer : public NonRefCountedObj {
   /// @name Delimited fields (text/Fields.cpp)
   ///
   /// The text is one record of fields, numbered from 0, between delimiter bytes. `honourQuotes`: a
-  /// delimiter between double quotes is no separator. `honourEscapes`: the byte behind a backslash
+  /// delimiter between double quotes is no separator. `honourEscapes`: the byte after a backslash
   /// is ordinary. All are linear in the record.
   /// @{
 
@@ -911,12 +912,12 @@ class StringBuffer : public NonRefCountedObj {
   bool removeNthDelimited(unsigned int index, char delimiter, bool honourQuotes,
                           bool honourEscapes);
 
-  /// Cuts the content at its last delimiter and appends what stood behind it to `out`; false when
+  /// Cuts the content at its last delimiter and appends what stood after it to `out`; false when
   /// there is none. Deliberate: true, and the content cut, also when `out` cannot grow or is this
   /// buffer, so that the piece is lost.
   bool pop(char delimiter, StringBuffer& out);
 
-  /// Appends the text before and behind the first separator to two buffers; false, with both
+  /// Appends the text before and after the first separator to two buffers; false, with both
   /// untouched, when there is none. Deliberate: true also when a buffer cannot hold all of it.
   bool separate(char separator, StringBuffer& before, StringBuffer& after) const;
 
@@ -950,9 +951,9 @@ class StringBuffer : public NonRefCountedObj {
   unsigned int captureAlphaNum(const char* text);
 
   /// Empties the buffer as clear() does and stores the bytes up to the first NUL, CR or LF in it,
-  /// then trims it as trim2() and lower-cases it as toLowerCase() on demand. Returns the number of
-  /// bytes before trimming, or 0 when the buffer cannot grow; the start of the line that it could
-  /// hold stays then. Null: 0, with the buffer empty.
+  /// then trims it as trim2() and lower-cases it as toLowerCase() if asked for. Returns the number
+  /// of bytes before trimming, or 0 when the buffer cannot grow; the start of the line that it
+  /// could hold stays then. Null: 0, with the buffer empty.
   unsigned int captureLine(const char* text, bool trim, bool toLower);
 
   /// @}
@@ -998,7 +999,7 @@ class StringBuffer : public NonRefCountedObj {
   unsigned int replaceHTMLSpecial();
 
   /// Decodes "&amp;", "&apos;", "&gt;", "&lt;" and "&quot;" from byte `start` on, once each, in
-  /// place, and returns their number. Nothing happens when `start` lies behind the content.
+  /// place, and returns their number. Nothing happens when `start` is beyond the content.
   unsigned int replacePreDefinedXmlEntities(unsigned int start);
 
   /// @}
@@ -1015,7 +1016,7 @@ class StringBuffer : public NonRefCountedObj {
   /// Decodes to UTF-8: the five references of XML, "&nbsp;", the named references of HTML 4 whose
   /// characters Windows-1252 has, without "&fnof;", the decimal references of its punctuation from
   /// 0x80 to 0x9F, "&#x20AC;", and numeric references up to 255. Text that holds an "&" is cut at
-  /// its first NUL; otherwise numeric references are decoded behind NULs, too. Linear. When memory
+  /// its first NUL; otherwise numeric references are decoded after NULs, too. Linear. When memory
   /// is exhausted, a piece of the pass over the names, plain text too, is left out; numeric
   /// references stay then. Deliberate:
   /// - "&amp;" is decoded first and once more in the end, so that "&amp;lt;" becomes "<", which can
@@ -1090,7 +1091,7 @@ class StringBuffer : public NonRefCountedObj {
 
   /// Makes every address in `text` a link: `<a href="ADDRESS">ADDRESS</a>`. Deliberate: works on
   /// the buffer that is passed, which may be this one; quotes belong to the address, so one in
-  /// hostile text can end the attribute early. What stands behind an embedded NUL is dropped.
+  /// hostile text can end the attribute early. What stands after an embedded NUL is dropped.
   void autoLinkUrls2(StringBuffer& text) const;
 
   /// The same for the body of the HTML page in this buffer, that is from the first "<body" on, or
@@ -1113,7 +1114,7 @@ class StringBuffer : public NonRefCountedObj {
   bool jsonEscape();
 
   /// Appends the `n` bytes of a JSON string body at `src` to `out`, decoded. A `\u` without four
-  /// bytes behind it leaves those as text. A null `src` counts as no bytes. False when `out` cannot
+  /// bytes after it leaves those as text. A null `src` counts as no bytes. False when `out` cannot
   /// grow; the blocks before stay. Deliberate:
   /// - Surrogates are converted one by one, so that a pair gives six bytes that are not UTF-8.
   /// - `\u0000` gives a NUL, where the text of `out` ends.
@@ -1185,9 +1186,9 @@ class StringBuffer : public NonRefCountedObj {
   /// Replaces a character of UTF-8 text by another; bytes inside multi-byte sequences are never
   /// touched. A `from` or `to` of 0x80 and above names the character of the ANSI page. Nothing
   /// happens when `from` is NUL or does not occur in the text, up to the first NUL. Otherwise, in a
-  /// content that is not all ASCII, what stands behind an embedded NUL is dropped, even when `from`
+  /// content that is not all ASCII, what stands after an embedded NUL is dropped, even when `from`
   /// and `to` are the same. Deliberate: in a content that is all ASCII the byte `to` is stored as
-  /// it is, behind a NUL too.
+  /// it is, after a NUL too.
   void replaceCharUtf8(char from, char to);
 
   /// Decodes MIME encoded words (RFC 2047) to UTF-8; always true. Words that cannot be decoded
@@ -1211,8 +1212,8 @@ class StringBuffer : public NonRefCountedObj {
 
   /// Puts the runs back, each in the place of the first placeholder of its number; elements that
   /// are null or have no placeholder are left alone. The elements must be buffers. When the buffer
-  /// cannot grow for a run, the run or the text behind its placeholder is missing afterwards.
-  /// Linear in the text and the runs, but for runs that join with what stands beside them; while
+  /// cannot grow for a run, the run or the text after its placeholder is missing afterwards.
+  /// Linear in the text and the runs, but for runs that join with their neighbours; while
   /// the buffer grows beyond a megabyte, every step of its growth takes a pass of its own.
   void iso2022Restore(ExtPtrArray& runs);
 
@@ -1241,7 +1242,7 @@ class StringBuffer : public NonRefCountedObj {
 
   /// A new buffer, the caller's, that holds a file as loadFromFile() loads it; null on failure. A
   /// file of more than 4294967095 bytes is refused before it is opened, with the error "File too
-  /// large to hold in memory". Deliberate: with a full stop behind it the same error says that
+  /// large to hold in memory". Deliberate: with a full stop after it the same error says that
   /// there was no memory for the buffer; the path is opened as it is, also one that begins with
   /// "file:///".
   static StringBuffer* createFromFile(XString& path, LogBase* log);
@@ -1252,18 +1253,18 @@ class StringBuffer : public NonRefCountedObj {
   /// Writes exactly the content to a file, which is created or truncated. False when not all of it
   /// could be written; then the file holds a part, or nothing, and what it held before is lost. The
   /// safe way is to save it under another name beside the old file, and to rename it after success.
-  /// What is no regular file is not waited for: false for a FIFO that nobody reads from, and for
-  /// what does not take all bytes at once.
+  /// A FIFO or a device is never waited for: false if nobody reads from it, or if it does not take
+  /// all bytes at once.
   bool saveToFileUtf8(const char* path, LogBase* log) const;
 
   /// Appends the content to a file, which is created when it does not exist. After a failure a part
-  /// may have been appended. What is no regular file is not waited for, as in saveToFileUtf8().
+  /// may have been appended. A FIFO or a device is not waited for, as in saveToFileUtf8().
   bool appendToFileUtf8(const char* path, LogBase* log) const;
 
   /// True when a file has as many bytes as the content and, loaded as by loadFromFile(), the same
   /// text. False also for what cannot be loaded, and as a rule for a file with a byte-order mark
   /// and the buffer that was loaded from it. Deliberate: the sizes are compared before a byte-order
-  /// mark is handled, and what stands behind a NUL is not compared.
+  /// mark is handled, and what stands after a NUL is not compared.
   bool equalsFileContents(const char* path) const;
 
   /// @}
@@ -1367,7 +1368,7 @@ class StringBuffer : public NonRefCountedObj {
   bool makeRoom(unsigned long long n) { return fits(n) || grow(n); }
   bool grow(unsigned long long n);
 
-  // Holds memory for a content of `total` bytes, whatever the steps are in which it is appended.
+  // Holds memory for `total` bytes of content, whatever the steps are in which it is appended.
   // Nothing that a caller can see changes. If the memory cannot be had, the appends that follow
   // make room as usual.
   void reserve(unsigned long long total);

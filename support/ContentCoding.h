@@ -24,7 +24,7 @@ class ContentCoding {
   /// Decodes the encoded words in the content, Q and B, to UTF-8 in place (RFC 2047). NULs are
   /// bytes like others.
   ///
-  /// - Words are decoded wherever they stand and however long they are. White space (a line end
+  /// - Words are decoded wherever they are and however long they are. White space (a line end
   ///   only before a space or TAB) is dropped between words that are both decoded. Adjacent words
   ///   of one charset are joined before they are converted, so that a character may be split
   ///   between them.
@@ -32,7 +32,7 @@ class ContentCoding {
   ///   a fold is dropped), bytes of 0x80 and above in a Q word, which stand for themselves, missing
   ///   or surplus padding. A language suffix of the charset (RFC 2231, section 5) is ignored.
   /// - A word with an unknown charset or encoding, or malformed, is left as it is, byte for byte.
-  ///   Where the bytes of a decoded word are malformed in its charset, U+FFFD stands. A Q or B word
+  ///   Bytes of a decoded word that are malformed in its charset become U+FFFD. A Q or B word
   ///   with a "?" in its text is malformed; it ends at the next "?=", unless a "=?" or a line end
   ///   that is no fold comes first, which makes it no word at all.
   /// - The charsets are those that EncodingConvert has pages for, by the names of IANA, of the

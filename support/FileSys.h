@@ -28,12 +28,11 @@ class FileSys {
 
   /// Creates or truncates a file and writes `n` bytes; null bytes are refused unless `n` is 0. True
   /// when the system has taken all of them and the file is closed; after a failure the file may
-  /// hold a part, or nothing. What is no regular file is written to as well but never waited for:
-  /// a FIFO that nobody reads from, and a FIFO or device that does not take all bytes at once, are
-  /// failures.
+  /// hold a part, or nothing. A FIFO or a device is never waited for: it fails if nobody reads from
+  /// it, or if it does not take all bytes at once.
   static bool writeFileUtf8(const char* path, const char* data, unsigned int n, LogBase* log);
 
-  /// As writeFileUtf8(), but the bytes go behind those that the file has.
+  /// As writeFileUtf8(), but the bytes go after those that the file has.
   static bool appendFileX(XString& path, const char* data, unsigned int n, LogBase* log);
 };
 

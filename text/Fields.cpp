@@ -28,7 +28,7 @@ constexpr unsigned int kLastWritableField = 1000000;
 // No record of up to 4 GiB has a field of this index.
 constexpr unsigned int kNoField = 0xFFFFFFFF;
 
-// A field and how many stand before it; for one that is missing, how many stand before the last.
+// A field and the number of fields before it; if it is missing, the number before the last.
 struct Field {
   bool exists;
   unsigned int fieldsBefore;
@@ -86,14 +86,13 @@ std::string_view fieldBytes(const StringBuffer& value, const StringBuffer& buffe
   return counts ? BufferAccess(value).content() : std::string_view();
 }
 
-// Makes room for a content of that many bytes and its NUL.
+// Makes room for `total` bytes of content and the NUL.
 bool makeRoomInAll(StringBuffer& buffer, std::uint64_t total) {
   const unsigned int size = buffer.getSize();
   return total <= size || BufferAccess(buffer).makeRoom(total - size);
 }
 
-// Makes room for a value behind the first `start` bytes and a tail behind it, in the steps of the
-// two appends.
+// Makes room for the first `start` bytes, a value and a tail, in the steps of the two appends.
 bool makeRoomForField(StringBuffer& buffer, unsigned int start, std::string_view value,
                       std::size_t tailSize) {
   const std::uint64_t withValue = std::uint64_t{start} + value.size();

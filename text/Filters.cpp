@@ -77,7 +77,7 @@ unsigned int countLoneLineEndings(std::string_view text) {
   }
 }
 
-// ---- Every byte of a content ----
+// ---- Every byte of the content ----
 
 // Removes the bytes that are not in the set.
 void keepOnly(StringBuffer& buffer, const ByteSet& kept) {

@@ -26,7 +26,7 @@ namespace {
 
 constexpr std::size_t kNone = std::string_view::npos;
 
-// What stands before, between and behind two markers; nothing when the text has no region.
+// What is before, between and after two markers; nothing if the text has no region.
 struct Region {
   bool found = false;
   std::string_view before;

@@ -50,7 +50,7 @@ class BufferAccess {
   /// Makes room for `n` more bytes by the growth rule; false, with nothing changed, if it cannot.
   bool makeRoom(std::uint64_t n) const { return m_buffer.makeRoom(n); }
 
-  /// Holds memory for a content of `total` bytes. Callers see nothing of it: the capacity still
+  /// Holds memory for `total` bytes of content. Callers see nothing of it: the capacity still
   /// grows step by step, without a further allocation. If the memory cannot be had, the steps
   /// allocate as usual. Give a bound that is met, or call dropReserve() when the result is
   /// complete.

@@ -32,7 +32,7 @@ bool isMailboxLine(const char* line) {
 }
 
 // The name of a field is printable ASCII; blanks before the colon are old style (RFC 5322, section
-// 4.5). A field without a name is nobody's.
+// 4.5). A field needs a name.
 Line kindOf(const char* line) {
   if (isBlank(*line)) return Line::kContinuation;
   const char* name = line;
@@ -104,7 +104,7 @@ bool isMailHeader(const Header& header) {
 
 // ---- Parameters ----
 
-// Splits `name = "value"`. What stands between the quotes keeps its blanks.
+// Splits `name = "value"`. Blanks between the quotes stay.
 void splitParameter(const StringBuffer& piece, StringBuffer& name, StringBuffer& value) {
   name.weakClear();
   value.weakClear();
@@ -172,7 +172,7 @@ struct Extended {
   bool isEncoded = false;
 };
 
-// CHARSET'LANGUAGE' stands before the text of the first section (RFC 2231, section 4). The text
+// CHARSET'LANGUAGE' comes before the text of the first section (RFC 2231, section 4). The text
 // may have further apostrophes; with fewer than two there is no charset.
 void takeCharset(StringBuffer& section, StringBuffer& charset) {
   StringBuffer rest;

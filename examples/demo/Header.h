@@ -9,8 +9,8 @@ class StringBuffer;
 /// True when a text begins with the header of a mail message.
 bool beginsWithHeader(const StringBuffer& text);
 
-/// Moves the header from the text to `lines`, the folded lines unfolded; nothing when what stands
-/// there is no header. It ends at the first empty line, which goes too, or before the first line
+/// Moves the header from the text to `lines`, the folded lines unfolded; nothing if there
+/// is no header. It ends at the first empty line, which goes too, or before the first line
 /// that is no field. False when memory is exhausted.
 bool takeHeader(StringBuffer& text, ExtPtrArraySb& lines);
 

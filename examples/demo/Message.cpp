@@ -28,8 +28,8 @@ struct Entity {
 
 enum class Boundary { kNone, kOpening, kClosing };
 
-// What the text behind "--" and the boundary makes of its line, of which blanks may be the rest
-// (RFC 2046, section 5.1.1). `next` becomes the begin of the next line.
+// What kind of line it is whose text after "--" and the boundary is given; blanks may follow (RFC
+// 2046, section 5.1.1). `next` becomes the beginning of the next line.
 Boundary readBoundary(const char* text, const char*& next) {
   const bool closes = text[0] == '-' && text[1] == '-';
   if (closes) text += 2;
@@ -45,8 +45,8 @@ bool addPiece(const char* begin, const char* end, ExtPtrArraySb& pieces) {
   return piece->appendN(begin, static_cast<unsigned int>(end - begin));
 }
 
-// Adds what stands between the boundaries of a text that begins with a line ending. Boundaries in
-// a row count as one; what stands before the first and after the closing one belongs to no part.
+// Adds what is between the boundaries of a text that begins with a line ending. Boundaries in a row
+// count as one; what is before the first and after the closing one belongs to no part.
 // False when memory is exhausted.
 bool splitAtBoundaries(const StringBuffer& text, const StringBuffer& marker,
                        ExtPtrArraySb& pieces) {
@@ -117,7 +117,7 @@ bool openBody(const ExtPtrArraySb& headers, Entity& entity, std::deque<Entity>& 
 
 // ---- Parts ----
 
-// What the headers say of a part. The name of the file may stand in either of two. A comment may
+// What the headers say of a part. The name of the file may be in either of two. A comment may
 // follow the charset (RFC 2045, section 5.1).
 void describe(const ExtPtrArraySb& headers, const char* defaultType, Part& part) {
   StringBuffer value;

@@ -78,15 +78,15 @@ bool isSpaceOrTab(std::string_view text, std::size_t at) noexcept {
   return at < text.size() && (text[at] == ' ' || text[at] == '\t');
 }
 
-// Behind the line end at `at`, if there is one.
+// The offset after the line end at `at`; `at` if there is none.
 std::size_t skipLineEnd(std::string_view text, std::size_t at) noexcept {
   if (at < text.size() && text[at] == '\r') ++at;
   if (at < text.size() && text[at] == '\n') ++at;
   return at;
 }
 
-// Behind the linear white space at `at` (RFC 822, section 3.3): a line end belongs to it only
-// where the next line goes on with a space or TAB.
+// The offset after the linear white space at `at` (RFC 822, section 3.3): a line end belongs to it
+// only where the next line goes on with a space or TAB.
 std::size_t skipLinearWhiteSpace(std::string_view text, std::size_t at) noexcept {
   for (;;) {
     const std::size_t next = skipLineEnd(text, at);

@@ -73,9 +73,9 @@ Place placeOf(unsigned int lead, unsigned int trail) noexcept {
 
 // ---- Encoding
 
-// Encodes a block by way of 932. Form::isIn932() tells whether that page is asked for a character;
-// Form::put() appends what stands for the bytes of one, and returns how many those are;
-// Form::putOther() appends a character that 932 does not have, or is false.
+// Encodes a block by way of page 932. Form::isIn932() is true for a character that is looked up in
+// that page; Form::put() appends the form of its bytes there, and returns how many of them it has
+// taken; Form::putOther() appends a character that 932 does not have, or returns false.
 template <class Form>
 void encode(const CodePage& page, const CharacterBlock& block, ByteBlock& bytes,
             Faults& faults) noexcept {

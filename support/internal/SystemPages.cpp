@@ -94,8 +94,8 @@ unsigned int decodeOne(const CodePage& page, SourceText& source, unsigned int* c
 
 namespace {
 
-// How many of the next bytes can be decoded in one step. glibc takes the pair A2 E8 of page 949,
-// which stands for nothing, and says nothing; where it may be one, a step ends and another begins.
+// How many of the next bytes can be decoded in one step. glibc drops the pair A2 E8 of page 949,
+// which has no character, without an error; a step ends before and after anything that may be it.
 unsigned int runLength(const CodePage& page, const SourceText& source, unsigned int most) noexcept {
   constexpr unsigned int kKoreanPage = 949;
   const unsigned int n = std::min(source.left(), most);

@@ -49,8 +49,8 @@ unsigned int decodeOne(const CodePage& page, SourceText& source, unsigned int* c
 unsigned int encodeRun(const SystemConverter& converter, const unsigned int* characters,
                        unsigned int n, ByteBlock& bytes) noexcept;
 
-/// True for what the system would write although the page does not have it, or not write in
-/// silence.
+/// True if the page does not have the character, although the system would write something for it,
+/// or drop it without an error.
 bool hasNoForm(const CodePage& page, unsigned int codePoint) noexcept;
 
 }  // namespace dorvane::internal

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "core/StringBuffer.h"
+#include "core/internal/BufferAccess.h"
 #include "harness/AllocationHook.h"
 #include "harness/BufferState.h"
 #include "harness/RawContent.h"
@@ -1828,5 +1829,13 @@ struct AsksIn64Bits {
 template struct AsksIn64Bits<&StringBuffer::makeRoom>;
 template struct AsksIn64Bits<&StringBuffer::grow>;
 template struct AsksIn64Bits<&StringBuffer::reserve, void>;
+
+TEST(StorageGrowth, RoomBeyond32BitsIsRefusedNotCut) {
+  StringBuffer buffer("text");
+  const dorvane::internal::BufferAccess access(buffer);
+  EXPECT_FALSE(access.makeRoom(0x100000000ULL + 10));
+  access.reserve(0x100000000ULL + 100);
+  EXPECT_TRUE(holds(buffer, "text", 0, 202));
+}
 
 }  // namespace

@@ -7,11 +7,7 @@
 
 #include "core/StringBuffer.h"
 
-#if defined(_MSC_VER)
-#define DORVANE_TESTS_NOINLINE __declspec(noinline)
-#else
 #define DORVANE_TESTS_NOINLINE __attribute__((noinline))
-#endif
 
 namespace harness {
 

@@ -18,7 +18,7 @@ struct Rewrite {
   std::function<void(StringBuffer&)> run;
 };
 
-// What each does to a text in which "word&" stands once in 64 bytes, otherwise letters and spaces.
+// What each does to a text that has "word&" once in 64 bytes, otherwise letters and spaces.
 const Rewrite kRewrites[] = {
     {"replaceAllOccurances, longer", 1,
      [](StringBuffer& b) { b.replaceAllOccurances("word", "something longer"); }},

@@ -400,7 +400,11 @@ TEST(Tokenize, HostileContentsTakeLinearTime) {
 // ---- Former bugs ----
 
 // Long tokens left what they had outgrown, and what they gave back, in released memory.
-TEST(Tokenize, LongTokensOfASecretLeaveNothingBehind) {
+using Cut = void (*)(const StringBuffer& buffer, ExtPtrArray& out);
+
+class TokensOfASecret : public testing::TestWithParam<Cut> {};
+
+TEST_P(TokensOfASecret, LeaveNothingBehindHoweverLong) {
   std::string content;
   for (const std::size_t size : {70U, 82U, 255U, 256U, 300U, 511U, 900U, 3000U})
     content += std::string(size, 'Z') + " ;";
@@ -415,7 +419,7 @@ TEST(Tokenize, LongTokensOfASecretLeaveNothingBehind) {
         leaked = leaked || bytes.find("ZZ") != std::string_view::npos;
       });
       const harness::FailAllocation fail(k);
-      buffer.tokenize(out, ";");
+      GetParam()(buffer, out);
     }
     EXPECT_FALSE(leaked) << "allocation " << k;
     if (k == 0) {
@@ -423,5 +427,10 @@ TEST(Tokenize, LongTokensOfASecretLeaveNothingBehind) {
     }
   }
 }
+
+INSTANTIATE_TEST_SUITE_P(EachCutter, TokensOfASecret,
+                         testing::Values(
+                             +[](const StringBuffer& b, ExtPtrArray& out) { b.tokenize(out, ";"); },
+                             +[](const StringBuffer& b, ExtPtrArray& out) { b.tokenizeCPP(out); }));
 
 }  // namespace

@@ -31,7 +31,7 @@ struct EscapedBlock {
   unsigned int length = 0;
 };
 
-/// Replaces a content by its escaped form, which is `added` bytes longer; `write(content, to)`
+/// Replaces the content by its escaped form, which is `added` bytes longer; `write(content, to)`
 /// writes it. Nothing to add changes nothing. False, with nothing changed, when the result is too
 /// long or memory is exhausted.
 template <class Write>

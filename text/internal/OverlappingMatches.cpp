@@ -7,7 +7,7 @@ std::size_t OverlappingMatches::from(std::size_t offset) {
   return m_match;
 }
 
-// The first match at or behind `start`.
+// The first match at or after `start`.
 std::size_t OverlappingMatches::search(std::size_t start) const {
   const std::size_t at = m_find(m_text.substr(start), m_needle);
   return at == kNone ? kNone : start + at;

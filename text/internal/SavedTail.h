@@ -11,7 +11,7 @@
 
 namespace dorvane::internal {
 
-/// A copy of the end of a content, which is cut off, changed before and appended again. The copy of
+/// A copy of the end of the content, which is cut off, changed before and appended again. The copy of
 /// a secret is wiped.
 class SavedTail {
  public:

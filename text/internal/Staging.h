@@ -28,7 +28,7 @@ inline bool appendInBlocks(StringBuffer& out, std::string_view bytes, std::size_
 /// Appends a block to a buffer as appendN() does.
 class AppendTrimmed {
  public:
-  // NOLINTNEXTLINE(google-explicit-constructor): stands where the buffer is named
+  // NOLINTNEXTLINE(google-explicit-constructor): named by the buffer alone
   AppendTrimmed(StringBuffer& out) : m_out(out) {}
   bool operator()(std::string_view block) const { return appendTo(m_out, block); }
 
@@ -39,7 +39,7 @@ class AppendTrimmed {
 /// Appends a block to a data buffer.
 class AppendToData {
  public:
-  // NOLINTNEXTLINE(google-explicit-constructor): stands where the buffer is named
+  // NOLINTNEXTLINE(google-explicit-constructor): named by the buffer alone
   AppendToData(DataBuffer& out) : m_out(out) {}
   bool operator()(std::string_view block) const {
     return m_out.append(block.data(), static_cast<unsigned int>(block.size()));
