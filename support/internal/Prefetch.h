@@ -2,6 +2,7 @@
 #define DORVANE_SUPPORT_INTERNAL_PREFETCH_H
 
 #include <cstddef>
+#include <cstdint>
 
 namespace dorvane::internal {
 
@@ -15,8 +16,10 @@ template <std::size_t kSize>
 inline void prefetchForWriting(const void* p) noexcept {
 #if defined(__GNUC__)
   constexpr std::size_t kCacheLine = 64;
+  const auto first = reinterpret_cast<std::uintptr_t>(p);
   for (std::size_t at = 0; at < kSize; at += kCacheLine)
-    __builtin_prefetch(static_cast<const char*>(p) + at, 1);
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the address of no object, perhaps
+    __builtin_prefetch(reinterpret_cast<const char*>(first + at), 1);
 #else
   static_cast<void>(p);
 #endif
