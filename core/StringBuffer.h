@@ -1229,7 +1229,7 @@ class StringBuffer : public NonRefCountedObj {
   /// mark becomes UTF-8, and the mark of UTF-8 is removed. On failure the content stays, with
   /// false; an empty file is a success. Files of 4294967295 bytes and more, and what is no regular
   /// file with a known size, are refused. So are files under /proc, which state no size, and many
-  /// under /sys, which state a wrong one; the log has the reason. Deliberate:
+  /// under /sys, which state a wrong one. Deliberate:
   /// - A UTF-16 mark is converted with the text, so that the text begins with EF BB BF.
   /// - Earlier content is looked at too. A content of exactly the three bytes of the mark stays.
   /// - True says that the bytes were read, not how their decoding went: U+FFFD stands for malformed

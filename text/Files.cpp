@@ -38,19 +38,6 @@ bool fitsInMemory(long long fileSize) {
          !dv64::TooBigForUnsigned32(fileSize + kRoomOfLoadedFile);
 }
 
-// Passes on why the handle failed, but not its error: what has failed is the loader's to say.
-class Reasons : public LogBase {
- public:
-  explicit Reasons(LogBase* log) noexcept : m_log(log) {}
-  void LogError(const char*) override {}
-  void LogData(const char* name, const char* value) override {
-    if (m_log != nullptr) m_log->LogData(name, value);
-  }
-
- private:
-  LogBase* m_log;
-};
-
 void logError(LogBase* log, const char* text) {
   if (log != nullptr) log->LogError(text);
 }
@@ -68,8 +55,7 @@ bool appendFromFile(StringBuffer& out, DorvaneHandle& file, unsigned int size, X
   const unsigned int oldSize = access.size();
   unsigned int received = 0;
   bool endOfFile = false;
-  Reasons reasons(log);
-  if (!file.readBytesToBuf32(access.data() + oldSize, size, received, endOfFile, &reasons)) {
+  if (!file.readBytesToBuf32(access.data() + oldSize, size, received, endOfFile, nullptr)) {
     access.terminateAt(oldSize);
     logFileError(log, path, "Failed to read data from file");
     return false;
@@ -77,8 +63,6 @@ bool appendFromFile(StringBuffer& out, DorvaneHandle& file, unsigned int size, X
   if (received < size) {
     access.terminateAt(oldSize);
     if (log == nullptr) return false;
-    log->LogData("reason",
-                 "it ends before the size that the system states, as files under /sys do");
     log->LogDataLong("filesize", static_cast<long>(size));
     log->LogDataLong("bytes_received", static_cast<long>(received));
     logFileError(log, path, "Failed to read the entire file (3)");
@@ -108,8 +92,7 @@ bool StringBuffer::loadFromFile(XString& path, LogBase* log) {
   DorvaneHandle file;
   int errorCode = 0;
   if (!FileSys::OpenForRead3(file, path, errorCode, log)) return false;
-  Reasons reasons(log);
-  const unsigned int size = file.fileSize32(&reasons);
+  const unsigned int size = file.fileSize32(nullptr);
   if (size == kUnknownSize) {
     logFileError(log, path, "Failed to get file size when loading string from file");
     return false;
