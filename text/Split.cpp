@@ -23,7 +23,6 @@ using dorvane::internal::FewBytes;
 using dorvane::internal::findBytes;
 using dorvane::internal::kLineEndings;
 using dorvane::internal::kPieceBlock;
-using dorvane::internal::kWhiteSpace;
 using dorvane::internal::PieceList;
 using dorvane::internal::PieceStorage;
 

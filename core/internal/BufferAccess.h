@@ -11,9 +11,9 @@
 
 namespace dorvane::internal {
 
-/// The storage of a buffer as the families of members see it: the one friend of StringBuffer, and
-/// all that they use beside its public members. `BufferAccess self(*this)` in a const member gives
-/// the part that only reads.
+/// The storage of a buffer as the families of members see it: the friend of StringBuffer through
+/// which they go, and all that they use beside its public members. `BufferAccess self(*this)` in a
+/// const member gives the part that only reads.
 template <class Buffer>
 class BufferAccess {
  public:
