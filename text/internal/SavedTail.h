@@ -11,8 +11,8 @@
 
 namespace dorvane::internal {
 
-/// A copy of the end of the content, which is cut off, changed before and appended again. The copy of
-/// a secret is wiped.
+/// A copy of the end of the content, which is cut off, changed before and appended again. The copy
+/// of a secret is wiped.
 class SavedTail {
  public:
   static constexpr std::size_t kLocalSize = 400;
